@@ -1,0 +1,18 @@
+// The host's initiator name, from /etc/iscsi/initiatorname.iscsi.
+#pragma once
+
+#include <cstddef>
+
+namespace opinit {
+
+inline constexpr std::size_t initiator_name_size = 256;
+
+/// Longest name that the interface reports and writes.
+inline constexpr std::size_t longest_initiator_name = 223;
+
+/// Reads the name into `name`, which the caller has cleared. 0: read, or the file holds no name (`name` is
+/// left as it was); -1: the file cannot be opened, or its name word has no name; -2: `name` then holds more
+/// than 223 characters, or its word is longer than 255.
+int _GetInitiatorName(char (&name)[initiator_name_size]);
+
+}  // namespace opinit

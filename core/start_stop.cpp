@@ -1,0 +1,85 @@
+#include "core/start_stop.h"
+
+#include <unistd.h>
+
+#include "core/base/command.h"
+#include "core/initiator_nodes.h"
+#include "include/iscsi_status.h"
+#include "include/open_initiator_functions.h"
+#include "platform/kvlinhw.h"
+
+namespace opinit {
+namespace {
+
+constexpr const char* redhat_script = "/etc/init.d/iscsid";
+
+/// The init script's command line for the distribution; Red Hat falls back to the one that SUSE has.
+struct ScriptCommand {
+    const char* redhat;
+    const char* open_iscsi;
+
+    const char* on(int distro) const {
+        return distro == DISTRO_REDHAT && ::access(redhat_script, F_OK) == 0 ? redhat : open_iscsi;
+    }
+};
+
+constexpr ScriptCommand start_command{"/etc/init.d/iscsid start", "/etc/init.d/open-iscsi start"};
+constexpr ScriptCommand stop_command{"/etc/init.d/iscsid stop", "/etc/init.d/open-iscsi stop"};
+
+bool probe_running() {
+    op_initiator_started = static_cast<unsigned int>(check_stack_running());
+    return op_initiator_started != 0;
+}
+
+unsigned int script_status(const ShellResult& script, const ShellResult& last_command) {
+    return last_command.outcome == Outcome::result_lost ? iscsi_status::success
+                                                        : static_cast<unsigned int>(script.status);
+}
+
+unsigned int live_sessions() {
+    unsigned int count = 0;
+    _QuerySessionCount(&count);
+    return count;
+}
+
+}  // namespace
+
+Verdict start_stack() {
+    run_shell("modprobe iscsi_tcp");
+    if (is_module_loaded() == 0) {
+        KvLogger::KorvelLogMsg(kv_module_initiator, kv_level_error,
+                               "open iscsi initiator start failed: driver modules not loaded");
+        return silent(iscsi_status::module_not_loaded);
+    }
+    if (probe_running()) return silent(iscsi_status::success);
+
+    int distro = DISTRO_UNKNOWN;
+    if (const int unknown = get_linux_distro(&distro)) return silent(static_cast<unsigned int>(unknown));
+    if (distro == DISTRO_SUSE && ::access("/sbin/iscsid", F_OK) != 0) {
+        return reported(iscsi_status::daemon_file_missing);
+    }
+    const ShellResult script = run_shell(start_command.on(distro));
+    if (!probe_running()) return silent(iscsi_status::failure);
+    return silent(script_status(script, script));
+}
+
+Verdict stop_stack() {
+    {
+        const InitiatorNodes nodes = read_initiator_nodes(2);
+        if (nodes.name_too_long()) return reported(iscsi_status::initiator_name_too_long);
+        if (nodes.result != 0 && nodes.count == 0) return reported(iscsi_status::no_initiator_node);
+    }
+    if (live_sessions() != 0) return silent(iscsi_status::cannot_stop_session_active);
+
+    int distro = DISTRO_UNKNOWN;
+    if (const int unknown = get_linux_distro(&distro)) return silent(static_cast<unsigned int>(unknown));
+    const ShellResult script = run_shell(stop_command.on(distro));
+    ShellResult last_command = script;
+    if (distro == DISTRO_SUSE && probe_running()) {
+        run_shell("killall iscsid");
+        last_command = run_shell("rmmod iscsi_tcp");
+    }
+    return silent(script_status(script, last_command));
+}
+
+}  // namespace opinit

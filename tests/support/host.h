@@ -1,0 +1,72 @@
+// What a test puts on its simulated host, at the real paths, and what it finds there afterwards.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+/// Creates the directories on the way and replaces the file.
+void write_file(const std::string& path, std::string_view text);
+std::string read_file(const std::string& path);
+bool exists(const std::string& path);
+void make_directory(const std::string& path);
+void make_link(const std::string& path, const std::string& target);
+void remove(const std::string& path);
+
+/// The stack as the probes of the library see it.
+void install_stack();
+void start_stack();
+void stop_stack();
+void remove_stack();
+
+void set_initiator_name(const std::string& name);
+
+struct Lun {
+    int number;
+    std::string device;  // empty: no block device
+    std::string sectors;
+    std::string vendor;
+    std::string model;
+};
+
+enum class SysfsForm { today, older };
+
+struct Session {
+    int number;
+    std::string target = "iqn.2024-01.example.array:disks";
+    int scsi_host = 3;
+    std::string address = "10.0.0.1";
+    std::string port = "3260";
+    std::string initiator_address = "10.0.0.100";
+    std::vector<Lun> luns = {};
+    int target_id = 0;
+};
+
+void add_session(const Session& session, SysfsForm form = SysfsForm::today);
+/// Directory of a session's device, where its target directory stands.
+std::string session_device(const Session& session);
+
+/// Lines of the maker's log since the process began: "MODULE LEVEL TEXT".
+std::vector<std::string> log_entries();
+
+}  // namespace host
+
+/// Commands that the process handed to system(), which stands in for the C library's.
+namespace shell {
+
+struct Answer {
+    int result;
+    int error;
+    std::string captured;  // text for the file that the command's output goes to
+};
+
+/// Exact texts in order since the last `forget`.
+const std::vector<std::string>& commands();
+void forget();
+/// From now on commands are not run but answered, in order; the last answer serves all further ones. An empty
+/// list has commands run for real again.
+void answer(std::vector<Answer> answers);
+
+}  // namespace shell
