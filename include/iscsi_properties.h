@@ -10,11 +10,9 @@
 
 namespace iscsi_property {
 
-// Ids that something depends on.
+// The ids that need a name.
 inline constexpr std::uint32_t initiator_name = 1;  ///< kept in /etc/iscsi/initiatorname.iscsi
 inline constexpr std::uint32_t auth_method = 20;
-inline constexpr std::uint32_t username = 21;
-inline constexpr std::uint32_t username_in = 22;
 inline constexpr std::uint32_t password = 23;
 inline constexpr std::uint32_t password_in = 24;
 inline constexpr std::uint32_t discovery_max_recv_data_segment_length = 32;
@@ -153,8 +151,8 @@ static_assert(
 static_assert(
     [] {
         for (const _iSCSI_PropertyInfo& row : iSCSI_PropertyTable) {
-            const bool settable = row.id <= 3 || row.id == 5 || (row.id >= 7 && row.id <= 32) || row.id == 78;
-            if ((row.flags & iscsi_property::open_iscsi_initiator) != (settable ? 1U : 0U)) return false;
+            const bool flagged = row.id <= 3 || row.id == 5 || (row.id >= 7 && row.id <= 32) || row.id == 78;
+            if ((row.flags & iscsi_property::open_iscsi_initiator) != (flagged ? 1U : 0U)) return false;
             if ((row.name == nullptr) != (row.id == 0 || row.id == iscsi_property::end_of_list)) return false;
         }
         return true;

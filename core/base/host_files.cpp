@@ -11,18 +11,31 @@
 namespace opinit {
 namespace {
 
-int open_again_if_interrupted(const char* path, int flags) {
+int open_again_if_interrupted(const char* path, int flags, mode_t permissions = 0) {
     int descriptor;
     do {
-        descriptor = ::open(path, flags | O_CLOEXEC);
+        descriptor = ::open(path, flags | O_CLOEXEC, permissions);
     } while (descriptor < 0 && errno == EINTR);
     return descriptor;
 }
 
+int open_file(const char* path, Access access) {
+    switch (access) {
+        case Access::read:
+            return open_again_if_interrupted(path, O_RDONLY);
+        case Access::read_and_write:
+            return open_again_if_interrupted(path, O_RDWR);
+        case Access::create:
+            return open_again_if_interrupted(path, O_RDWR | O_CREAT, 0666);
+        case Access::create_anew:
+            return open_again_if_interrupted(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    }
+    return -1;
+}
+
 }  // namespace
 
-File::File(const char* path, Access access)
-    : descriptor_{open_again_if_interrupted(path, access == Access::read ? O_RDONLY : O_RDWR)} {}
+File::File(const char* path, Access access) : descriptor_{open_file(path, access)} {}
 
 File::~File() {
     if (descriptor_ >= 0) ::close(descriptor_);
@@ -43,10 +56,10 @@ std::optional<std::string_view> LineReader::next() {
         const std::string_view head = buffered().substr(0, longest_);
         const std::size_t newline = head.find('\n');
         if (newline == std::string_view::npos && head.size() < longest_ && refill()) continue;
-        if (head.empty()) return std::nullopt;
-        const std::string_view piece = head.substr(0, newline == std::string_view::npos ? newline : newline + 1);
-        begin_ += piece.size();
-        return piece;
+        const std::size_t size = newline == std::string_view::npos ? head.size() : newline + 1;
+        if (size == 0) return std::nullopt;
+        begin_ += size;
+        return std::string_view{buffer_.data() + begin_ - size, size};  // a vain refill has moved it
     }
 }
 

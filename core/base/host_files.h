@@ -13,9 +13,14 @@
 
 namespace opinit {
 
-enum class Access { read, read_and_write };
+enum class Access {
+    read,
+    read_and_write,
+    create,       ///< read and write; created when missing
+    create_anew,  ///< read and write, for its owner only; fails when the path is taken, by a link too
+};
 
-/// A file of the host, opened without being created; tests as false when that failed.
+/// An open file of the host; tests as false when it could not be opened.
 class File {
 public:
     File(const char* path, Access access);

@@ -54,6 +54,7 @@ void add_lun(const std::string& address, const std::string& target_path, const L
 
 void write_file(const std::string& path, std::string_view text) {
     fs::create_directories(fs::path{path}.parent_path());
+    if (fs::is_symlink(path)) fs::remove(path);
     std::ofstream file{path, std::ios::binary | std::ios::trunc};
     file.write(text.data(), static_cast<std::streamsize>(text.size()));
     if (!file.flush()) throw std::runtime_error{"cannot write " + path};
@@ -88,7 +89,8 @@ void start_stack() {
 void stop_stack() {
     write_file("/proc/modules", "");
     for (const auto& entry : fs::directory_iterator{"/proc"}) {
-        if (read_file(entry.path() / "cmdline").starts_with("/sbin/iscsid")) remove(entry.path());
+        const std::string process = entry.path();
+        if (read_file(process + "/cmdline").starts_with("/sbin/iscsid")) remove(process);
     }
 }
 

@@ -1,0 +1,32 @@
+// Text that may hold CHAP secrets.
+#pragma once
+
+#include <string.h>
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace opinit {
+
+/// Wipes memory before it is given back, also what a growing container leaves behind.
+template <class T>
+struct WipingAllocator : std::allocator<T> {
+    void deallocate(T* memory, std::size_t count) {
+        explicit_bzero(memory, count * sizeof(T));
+        std::allocator<T>::deallocate(memory, count);
+    }
+};
+
+class SecretText {
+public:
+    void append(std::string_view text) { characters_.insert(characters_.end(), text.begin(), text.end()); }
+    std::string_view view() const { return {characters_.data(), characters_.size()}; }
+
+private:
+    // Not a string, which keeps short texts outside the allocator's memory.
+    std::vector<char, WipingAllocator<char>> characters_;
+};
+
+}  // namespace opinit

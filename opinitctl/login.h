@@ -1,0 +1,24 @@
+// Logging in, and making sure that it happened.
+#pragma once
+
+#include <string>
+
+#include "table.h"
+
+namespace opinitctl {
+
+struct LoginRequest {
+    std::string target;
+    std::string portal;
+    std::string user;
+    std::string secret_file;
+    std::string user_in;
+    std::string secret_in_file;
+    bool persistent = false;
+    bool header_digest = false;
+    bool data_digest = false;
+};
+
+void log_in(const LoginRequest& request, const Output& output);
+
+}  // namespace opinitctl

@@ -1,0 +1,15 @@
+// Text from the host, shown so that it cannot play with the terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace opinitctl {
+
+/// Printable ASCII as it is, a backslash doubled, every other byte as \xHH.
+std::string safe_text(std::string_view text);
+
+/// One line on standard error, under the program's name.
+void diagnose(std::string_view message);
+
+}  // namespace opinitctl

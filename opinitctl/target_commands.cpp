@@ -1,0 +1,163 @@
+// discover, targets, portals, login, logout, remove, forget.
+#include <algorithm>
+#include <vector>
+
+#include "answer_buffer.h"
+#include "arguments.h"
+#include "commands.h"
+#include "errors.h"
+#include "live_sessions.h"
+#include "login.h"
+#include "open_initiator.h"
+#include "operation.h"
+#include "portal.h"
+
+namespace opinitctl {
+namespace {
+
+using Target = _TargetInformation;
+using PortalRecord = _TargetPortalGroups;
+
+constexpr const char* portal_description =
+    "ADDRESS[:PORT] with an IPv4 address; the port is 3260 if left out";
+
+const Columns<Target> target_columns = {
+    {"target", [](const Target& target) -> Json { return field_text(target.target_name); }},
+    {"logged_in", [](const Target& target) -> Json { return target.logged_in != 0; }},
+    {"persistent", [](const Target& target) -> Json { return target.persistent != 0; }},
+};
+
+// A discovery answers names only: it looks neither at sessions nor at node records.
+const Columns<Target> discovered_columns(target_columns.begin(), target_columns.begin() + 1);
+
+const Columns<PortalRecord> portal_columns = {
+    {"portal",
+     [](const PortalRecord& portal) -> Json {
+         return portal_text(portal.address, std::uint32_t{portal.port});
+     }},
+    {"group_tag", [](const PortalRecord& portal) -> Json { return portal.tpgt; }},
+};
+
+void discover(const std::string& text, const Output& output) {
+    Portal portal = parse_portal(text);
+    OpenInitiator initiator;
+    AnswerBuffer<Target> answer;
+    unsigned int count = 0;
+    const unsigned int status = run_quietly([&] {
+        return initiator.DiscoverTarget(0, portal.address.data(), portal.port, nullptr, answer.data(), &count,
+                                        answer.bytes());
+    });
+    require_success(initiator, "discover targets at " + text, status,
+                    "the portal offers nothing or was not reached");
+    output.list(discovered_columns, answer.records());
+}
+
+void show_targets(const Output& output) {
+    OpenInitiator initiator;
+    AnswerBuffer<Target> answer;
+    // Nothing recorded is an empty list to whoever asks what is recorded.
+    const unsigned int status = run_quietly([&] {
+        const unsigned int result = initiator.GetTargetList(the_initiator, 0, answer.data(), answer.bytes());
+        return result == iscsi_status::target_not_found ? iscsi_status::success : result;
+    });
+    require_success(initiator, "list the targets", status);
+    output.list(target_columns, answer.records());
+}
+
+void show_portals(std::string name, const Output& output) {
+    OpenInitiator initiator;
+    AnswerBuffer<PortalRecord> answer;
+    const unsigned int status = run_quietly([&] {
+        return initiator.GetList(the_initiator, LIST_PORTAL_GROUPS, answer.data(), answer.bytes(),
+                                 name.data());
+    });
+    require_success(initiator, "list the portals of " + name, status,
+                    "no such target; see \"opinitctl targets\"");
+    output.list(portal_columns, answer.records());
+}
+
+void log_out(const std::string& number, const Output& output) {
+    auto session = session_identifier(number);
+    OpenInitiator initiator;
+    const unsigned int status =
+        run_quietly([&] { return initiator.LogoutTarget(the_initiator, session.data()); });
+    const std::string task = "out of session " + std::to_string(session[0]);
+    require_success(initiator, "log " + task, status);
+    output.done("logged " + task);
+}
+
+void remove(const std::string& text, const Output& output) {
+    Portal portal = parse_portal(text);
+    OpenInitiator initiator;
+    const unsigned int status = run_quietly(
+        [&] { return initiator.RemoveTarget(the_initiator, portal.address.data(), portal.port, nullptr); });
+    require_success(initiator, "remove the targets at " + text, status,
+                    status == iscsi_status::session_active
+                        ? "the records of other targets at this portal may be gone all the same"
+                        : "");
+    output.done("removed the node records at " + text);
+}
+
+void forget(const std::string& text, const Output& output) {
+    Portal portal = parse_portal(text);
+    OpenInitiator initiator;
+    const unsigned int status = run_quietly([&] {
+        return initiator.RemovePersistentTarget(the_initiator, nullptr, portal.address.data(), portal.port,
+                                                nullptr);
+    });
+    require_success(initiator, "remove the automatic startup at " + text, status);
+    output.done("targets at " + text + " no longer start automatically");
+}
+
+using PortalCommand = void (*)(const std::string&, const Output&);
+
+void add_portal_command(CLI::App& app, const Output& output, const char* name, const char* description,
+                        PortalCommand run) {
+    CLI::App* const command = app.add_subcommand(name, description);
+    const Text portal = add_required(*command, "PORTAL", portal_description);
+    command->callback([portal, run, &output] { run(*portal, output); });
+}
+
+void add_login(CLI::App& app, const Output& output) {
+    CLI::App* const command = app.add_subcommand("login", "Log in to a target and show its session");
+    const auto request = std::make_shared<LoginRequest>();
+    command->add_option("TARGET", request->target, "Name of a target that was discovered")->required();
+    command->add_option("PORTAL", request->portal, portal_description)->required();
+    CLI::Option* const user =
+        command->add_option("--chap-user", request->user, "CHAP name of this initiator");
+    CLI::Option* const secret = command->add_option("--chap-secret-file", request->secret_file,
+                                                    "File with its secret; \"-\" for standard input");
+    CLI::Option* const user_in =
+        command->add_option("--chap-user-in", request->user_in, "CHAP name of the target (mutual CHAP)");
+    CLI::Option* const secret_in = command->add_option("--chap-secret-in-file", request->secret_in_file,
+                                                       "File with its secret; \"-\" for standard input");
+    user->needs(secret);
+    secret->needs(user);
+    user_in->needs(user, secret_in);
+    secret_in->needs(user_in);
+    command->add_flag("--persistent", request->persistent, "Log in at every start of the stack");
+    command->add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");
+    command->add_flag("--data-digest", request->data_digest, "Ask for CRC32C data digests");
+    command->callback([request, &output] { log_in(*request, output); });
+}
+
+}  // namespace
+
+void add_target_commands(CLI::App& app, const Output& output) {
+    add_portal_command(app, output, "discover", "Ask a portal for its targets and record them", discover);
+    app.add_subcommand("targets", "List the recorded targets")->callback([&output] { show_targets(output); });
+    CLI::App* const portals = app.add_subcommand("portals", "List the portals of a recorded target");
+    const Text target = add_required(*portals, "TARGET", "Name of the target");
+    portals->callback([target, &output] { show_portals(*target, output); });
+
+    add_login(app, output);
+    CLI::App* const logout = app.add_subcommand("logout", "Log out of a session");
+    const Text session = add_required(*logout, "SESSION", session_description);
+    logout->callback([session, &output] { log_out(*session, output); });
+
+    add_portal_command(app, output, "remove", "Delete the node records of all targets at a portal", remove);
+    add_portal_command(app, output, "forget", "Stop all targets at a portal from starting automatically",
+                       forget);
+}
+
+}  // namespace opinitctl

@@ -1,0 +1,85 @@
+#include <cstdio>
+#include <filesystem>
+
+#include "discovery_database.h"
+#include "failure.h"
+#include "iscsiadm.h"
+#include "login.h"
+#include "network.h"
+
+namespace simhost {
+namespace {
+
+int fail_discovery(int code, const char* reason) {
+    complain(std::string("Could not perform SendTargets discovery: ") + reason);
+    return code;
+}
+
+int report_no_daemon() {
+    complain("can not connect to iSCSI daemon (111)!");
+    complain("Cannot perform discovery. Initiatorname required.");
+    return fail_discovery(status::no_daemon, "could not connect to iscsid");
+}
+
+int report_no_answer(const NetworkPortal& asked) {
+    constexpr int retries = 5;
+    const char* reason = asked.state == PortalState::dead ? "No route to host" : "Connection refused";
+    for (int attempt = 0; attempt <= retries; ++attempt) {
+        complain("cannot make connection to " + asked.portal.address + ": " + reason);
+    }
+    complain("connection login retries (reopen_max) " + std::to_string(retries) + " exceeded");
+    return fail_discovery(status::pdu_timed_out, "iSCSI PDU timed out");
+}
+
+// A record that is found again is written anew: what was set in it is lost, as on a real host.
+void record_node(const Portal& discovered_at, const Node& node, const Values& defaults) {
+    Values values = defaults;
+    values["node.name"] = node.target;
+    values["node.tpgt"] = node.tag;
+    values["node.discovery_address"] = discovered_at.address;
+    values["node.discovery_port"] = std::to_string(discovered_at.port);
+    values["node.discovery_type"] = "send_targets";
+    values["node.conn[0].address"] = node.portal.address;
+    values["node.conn[0].port"] = std::to_string(node.portal.port);
+    write_node(node, values);
+    add_discovered_node(discovered_at, node);
+}
+
+// Every portal tells of all targets, also of those that stand at other portals.
+int send_targets(const Portal& portal) {
+    const bool reached = reach_daemon();
+    if (!std::filesystem::exists("/sys/class/iscsi_transport"))
+        complain("Could not scan /sys/class/iscsi_transport.");
+    if (!reached) return report_no_daemon();
+    const Network network = load_network();
+    add_discovery_record(portal);
+    const NetworkPortal asked = network.portal_at(portal);
+    if (asked.state != PortalState::up) return report_no_answer(asked);
+    const Values defaults = default_values(node_settings);
+    for (const Target& target : network.targets) {
+        for (const Portal& offered : target.portals) {
+            const Node node{target.name, offered, std::to_string(target.tag)};
+            record_node(portal, node, defaults);
+            std::printf("%s,%s %s\n", offered.text().c_str(), node.tag.c_str(), node.target.c_str());
+        }
+    }
+    return status::ok;
+}
+
+int delete_record(const Portal& portal) {
+    if (delete_discovery_record(portal)) return status::ok;
+    complain("Discovery record [" + portal.comma_text() + "] not found!");
+    return status::invalid;
+}
+
+}  // namespace
+
+int discovery_mode(const Request& request) {
+    if (!request.nodes.portal) throw Failure(status::invalid, "discovery mode: a portal (-p) is needed");
+    if (request.operation == "delete") return delete_record(*request.nodes.portal);
+    const bool asks_targets = request.type == "st" || request.type == "sendtargets";
+    if (!asks_targets || request.operation) refuse(request);
+    return send_targets(*request.nodes.portal);
+}
+
+}  // namespace simhost

@@ -1,0 +1,306 @@
+// The initiator's configuration as an agent reads and writes it.
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "tests/support/host.h"
+#include "tests/support/settings.h"
+
+namespace {
+
+// Stands in for the C library's: tells which permissions new content was given, and fails on demand.
+std::vector<mode_t> flushed;
+std::size_t failing_flush = 0;
+
+}  // namespace
+
+extern "C" int fsync(int descriptor) {
+    struct stat status {};
+    fstat(descriptor, &status);
+    flushed.push_back(status.st_mode & 07777);
+    return flushed.size() == failing_flush ? -1 : 0;
+}
+
+namespace {
+
+using namespace settings;
+
+const std::string temporary = "/tmp/tmpiscsidconf.txt";
+const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n5000(5000, 'n'), page(4090, '#');
+
+TEST(InitiatorName, IsTheFirstNameWord) {
+    const struct {
+        std::string file, expected;
+    } cases[] = {
+        {"# a comment\nInitiatorName=iqn.a\n", "0 1 iqn.a"},
+        {"#InitiatorName=iqn.a InitiatorName=iqn.b", "0 1 iqn.b"},
+        {"# InitiatorName=iqn.a\nInitiatorName=iqn.b\n", "0 1 iqn.a"},
+        {"\r\n\tIInitiatorName==iqn.a=b\r\n", "0 1 iqn.a"},
+        {std::string("\0\xff=\n InitiatorName = iqn.a", 26), "0 0"},
+        {"InitiatorName=\n", "-1 0"},
+        {"InitiatorName=" + n223, "0 1 " + n223},
+        {"InitiatorName=n" + n223, "-2 0"},
+        {n5000 + "InitiatorName=iqn.a", "-2 0"},
+        {n5000 + " #" + n5000 + "InitiatorName= InitiatorName=iqn.a", "0 1 iqn.a"},
+    };
+    for (const auto& [file, expected] : cases) {
+        host::write_file(name_file, file);
+        EXPECT_EQ(read(1), expected) << file;
+        if (expected.starts_with("0 1")) continue;
+        EXPECT_EQ(read(2), expected) << file;
+    }
+    host::remove(name_file);
+    EXPECT_EQ(read(1), "-1 0");
+}
+
+TEST(Settings, AreReadInFileOrder) {
+    host::set_initiator_name("iqn.a");
+    std::string forty, first_34 = "0 35 1=iqn.a";
+    for (int i = 0; i < 40; ++i) forty += "node.startup = x\n";
+    for (int i = 0; i < 34; ++i) first_34 += " 15=x";
+    const struct {
+        std::string file, expected;
+    } cases[] = {
+        {"# only\n\n#ERL = 1\n # ERL = 1", "0 1 1=iqn.a"},
+        {"node.session.iscsi.InitialR2T = No Yes\nERL=a=b\nERL = c", "0 4 1=iqn.a 7=No 14=a 14=c"},
+        {"node.conn[0].iscsi.HeaderDigest = a\n DataDigest = b", "0 3 1=iqn.a 3=a 5=b"},
+        {"node.session.auth.username_in = a\npassword_in = b\nauth.password_in = c", "0 3 1=iqn.a 22=a 24=c"},
+        {"x.MaxRecvDataSegmentLength = a\ndiscovery.sendtargets.iscsi.MaxRecvDataSegmentLength = b",
+         "0 3 1=iqn.a 2=a 32=b"},
+        {"discovery.sendtargets.iscsi.MaxRecvDataSegmentLength.ERL = a\n", "0 1 1=iqn.a"},
+        {"ERL# = a\nERL### = b\nERL##c = d\nERL#c = e\nERLs = f\nMTU = g\n", "0 4 1=iqn.a 14=a 14=b 14=d"},
+        {"ERL\nERL =\n==\n=node.startup= ", "0 2 1=iqn.a 14="},
+        {"# c\n=ERL", "0 1 1=iqn.a"},
+        {"ERL = \t1\r\nERL\t= 1\nnode.startup = a", "0 3 1=iqn.a 14=1 15=a"},
+        {"#" + x159.substr(1) + "ERL = next_piece\n", "0 2 1=iqn.a 14=next_piece"},
+        {std::string("\0 = \xff\nERL = 1\n", 14), "0 2 1=iqn.a 14=1"},
+        {forty, first_34},
+    };
+    for (const auto& [file, expected] : cases) {
+        host::write_file(conf, file);
+        EXPECT_EQ(read(), expected) << file;
+    }
+    host::remove(conf);
+    EXPECT_EQ(read(), "0 1 1=iqn.a");
+    host::make_directory(conf);
+    EXPECT_EQ(read(), "0 1 1=iqn.a");
+}
+
+TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
+    host::start_stack();
+    host::set_initiator_name("iqn.a");
+    host::write_file(conf, "ERL = 1\n");
+    for (const int mode : {1, 2, 3}) {
+        _InitiatorNode expected{0,
+                                mode == 1 ? 0U : 1U,
+                                "iqn.a",
+                                {},
+                                "iqn.a",
+                                {},
+                                mode == 1 ? std::uint8_t{0} : std::uint8_t{1},
+                                {},
+                                {}};
+        const _iSCSI_Property entries[] = {{1, "iqn.a"}, {14, "1"}, {78, ""}};
+        if (mode != 1) std::copy(std::begin(entries), std::end(entries), expected.properties);
+        void* list;
+        unsigned int count;
+        EXPECT_EQ(_GetInitiatorNodeList(&list, &count, mode), 0);
+        EXPECT_EQ(count, mode == 1 ? 1U : 2U);
+        EXPECT_EQ(std::memcmp(list, &expected, sizeof expected), 0);
+        EXPECT_EQ(next_record(static_cast<_InitiatorNode*>(list)), nullptr);
+        std::free(list);
+    }
+    EXPECT_EQ(_RemoveInitiatorNode("iqn.b"), -1);
+    EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), 0);
+    host::add_session({.number = 7});
+    EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), -2);
+}
+
+TEST(OneProperty, IsTheFirstLineThatMentionsIt) {
+    const struct {
+        std::string file;
+        unsigned char id;
+        int result;
+        std::string value = "old";
+    } cases[] = {
+        {"#timeo.login_timeout = 9\n #timeo.login_timeout =  15 = 16 \n", 16, 0, " 15 = 16 "},
+        {"x.MaxRecvDataSegmentLengths=1\nnode.conn[0].iscsi.MaxRecvDataSegmentLength = 2", 2, 0, "1"},
+        {"node.startup\nnode.startup = a\n", 15, -1},
+        {"node.startup =\n", 15, 0, ""},
+        {"#" + x159.substr(81) + "node.startup = next_piece\n", 15, 0, "next_piece"},
+        {"IP Address = 10.0.0.1\n", 67, 0, "10.0.0.1"},
+        {"=\n", 16, -1},
+        {"=\n", 0, -1},
+        {"=\n", 78, -1},
+        {"=\n", 79, -1},
+    };
+    for (const auto& [file, id, result, value] : cases) {
+        host::write_file(conf, file);
+        _iSCSI_Property out{4711, "old"}, expected{4711, {}};
+        value.copy(expected.value, sizeof expected.value);
+        EXPECT_EQ(_GetProperty(1, id, &out), result) << file;
+        EXPECT_EQ(std::memcmp(&out, &expected, sizeof out), 0) << file << out.value;
+    }
+}
+
+TEST(Writer, ReplacesAndAppends) {
+    const std::string untouched = "#" + x159 + "\n#" + x159.substr(1) + "ERL = 1\n" + x159 + "ERL = 1\n" +
+                                  std::string(133, ' ') + "node.session.iscsi.ERLs = 1\n";
+    const struct {
+        std::string before;
+        std::vector<Property> request;
+        std::string after;
+    } cases[] = {
+        {"# c\n\nx = y", {}, "# c\n\nx = y"},
+        {"a\nnode.startup=a # why\nb", {{15, "c"}}, "a\nnode.startup = c\nb"},
+        {"  =ERL =\nERL = 1\n##\niscsi.ERL", {{14, "2"}}, "ERL = 2\nERL = 2\n##\niscsi.ERL = 2\n"},
+        {"#ERL = 1\n", {{15, "a"}, {14, "2"}}, "#ERL = 1\nnode.startup = a\nnode.session.iscsi.ERL = 2\n\n"},
+        {"my.node.startup = a", {{15, "b"}}, "my.node.startup = a\nnode.startup = b\n\n"},
+        {"", {{38, "CHAP"}}, "node.session.auth.authmethod = CHAP\n\n"},
+        {"discovery.sendtargets.iscsi.MaxRecvDataSegmentLength = a\niscsi.MaxRecvDataSegmentLength = b\n",
+         {{2, "2"}, {32, "32"}},
+         "discovery.sendtargets.iscsi.MaxRecvDataSegmentLength = 32\niscsi.MaxRecvDataSegmentLength = 2\n"},
+        {"node.startup##node.session.iscsi.ERL = a\n",
+         {{15, "b"}, {14, "1"}},
+         "node.startup##node.session.iscsi.ERL = b\nnode.session.iscsi.ERL = 1\n\n"},
+        {"a", {{1, "iqn.b"}}, "a\n\n"},
+        {"a\n\n", {{1, "iqn.b"}}, "a\n\n"},
+        {"a.InitiatorName\nInitiatorName = a", {{1, "iqn.b"}}, "a.InitiatorName\nInitiatorName = iqn.b\n"},
+        {"ERL = " + x159 + "ERL = 1\nERL = 3", {{14, v256}}, "ERL = " + v256 + "\nERL = " + v256 + "\n"},
+        {untouched, {{14, v256}}, untouched + "node.session.iscsi.ERL = " + v256 + "\n\n"},
+        {"ERL = 1\r\n\r\nx\r\n", {{14, "2"}}, "ERL = 2\n\r\nx\r\n"},
+        {std::string("\0ERL = 1\nERL = \0\xff\n", 18), {{14, "2"}}, std::string("\0ERL = 1\nERL = 2\n", 17)},
+    };
+    for (const auto& [before, request, after] : cases) {
+        host::write_file(conf, before);
+        EXPECT_EQ(set(request), 0);
+        EXPECT_EQ(host::read_file(conf), after);
+    }
+}
+
+TEST(Writer, RefusesBeforeItTouchesTheSettings) {
+    struct Case {
+        std::vector<Property> request;
+        int result;
+        std::string name = "iqn.a";
+    };
+    std::vector<Case> cases{
+        {{{78, "x"}}, 86},
+        {{{79, ""}}, 86},
+        {{{20, "a"}, {38, "b"}}, 187},
+        {{{3, "a"}, {4, "b"}}, 187},
+        {{{1, n223 + "n"}}, -3},
+        {{{1, n223}, {33, ""}}, 86, n223},
+        {{{14, "1"}, {1, "iqn.b"}, {1, "iqn.c"}}, 187, "iqn.c"},
+    };
+    for (const auto& row : iSCSI_PropertyTable) {
+        if (((row.flags & 1) == 0 && row.id != 38) || row.id == 0) cases.push_back({{{row.id, ""}}, 86});
+    }
+    ASSERT_EQ(cases.size(), 7 + 47);
+    host::write_file(conf, "ERL = 1");
+    for (const Case& item : cases) {
+        host::set_initiator_name("iqn.a");
+        EXPECT_EQ(set(item.request), item.result) << item.request[0].first;
+        EXPECT_EQ(host::read_file(conf), "ERL = 1");
+        EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + item.name + "\n");
+    }
+}
+
+TEST(Writer, KeepsTheFileAndItsPermissions) {
+    host::write_file("/etc/real.conf", "ERL = 1\n");
+    host::write_file("/etc/victim", "victim");
+    host::make_link(conf, "/etc/real.conf");
+    host::make_link(temporary, "/etc/victim");
+    chmod("/etc/real.conf", 0640);
+    host::remove(name_file);
+    umask(0);
+    struct stat before {
+    }, after{};
+    stat("/etc/real.conf", &before);
+    EXPECT_EQ(set({{1, "iqn.b"}, {14, "2"}}), 0);
+    stat("/etc/real.conf", &after);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(host::read_file("/etc/real.conf"), "ERL = 2\n\n");
+    EXPECT_EQ(flushed, (std::vector<mode_t>{0666, 0600, 0640}));
+    EXPECT_EQ(host::read_file("/etc/victim"), "victim");
+    EXPECT_FALSE(host::exists(temporary));
+}
+
+// Takes from root what lets it pass over permissions.
+void obey_permissions(bool obey) {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[2]{};
+    syscall(SYS_capget, &header, sets);
+    const unsigned int passes = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
+    sets[0].effective = obey ? sets[0].permitted & ~passes : sets[0].permitted;
+    ASSERT_EQ(syscall(SYS_capset, &header, sets), 0);
+}
+
+// Not through a file in /tmp, which is full here.
+template <class Work>
+std::string errors_of(Work work) {
+    const int caught = memfd_create("stderr", 0), original = dup(STDERR_FILENO);
+    dup2(caught, STDERR_FILENO);
+    work();
+    dup2(original, STDERR_FILENO);
+    char text[256];
+    const ssize_t size = pread(caught, text, sizeof text, 0);
+    close(caught);
+    close(original);
+    return {text, static_cast<std::size_t>(size)};
+}
+
+void fill(const char* directory, const char* size) {
+    ASSERT_EQ(mount("none", directory, "tmpfs", 0, size), 0);
+    host::write_file(conf, page);
+    host::set_initiator_name("iqn.a");
+}
+
+TEST(Writer, LosesNothingWhenAFileFails) {
+    const std::string unwritable_tmp = "ERROR: unable to write /tmp/tmpiscsidconf.txt.\n";
+    const std::string unwritable_conf = "ERROR: unable to write /etc/iscsi/iscsid.conf.\n";
+    const struct {
+        const char* what;
+        std::function<void()> break_it;
+        std::string message;
+        std::string name = "iqn.b";
+    } cases[] = {
+        {"full /tmp", [] { fill("/tmp", "size=4k"); }, unwritable_tmp},
+        {"full /etc/iscsi", [] { fill("/etc/iscsi", "size=8k"); }, unwritable_conf},
+        {"unwritable /tmp", [] { chmod("/tmp", 0500); }, unwritable_tmp},
+        {"directory in the way", [] { host::make_directory(temporary); }, unwritable_tmp},
+        {"unreadable iscsid.conf", [] { chmod(conf.c_str(), 0200); }, ""},
+        {"unwritable iscsid.conf", [] { chmod(conf.c_str(), 0400); }, ""},
+        {"unwritable name file", [] { chmod(name_file.c_str(), 0400); }, "", "iqn.a"},
+        {"name file not flushed", [] { failing_flush = 1; }, "", "iqn.a"},
+        {"temporary file not flushed", [] { failing_flush = 2; }, unwritable_tmp},
+        {"iscsid.conf not flushed", [] { failing_flush = 3; }, unwritable_conf},
+    };
+    for (const auto& [what, break_it, message, name] : cases) {
+        SCOPED_TRACE(what);
+        host::write_file(conf, page);
+        host::set_initiator_name("iqn.a");
+        flushed.clear();
+        break_it();
+        obey_permissions(true);
+        int result = 0;
+        EXPECT_EQ(errors_of([&] { result = set({{1, "iqn.b"}, {14, "1"}}); }), message);
+        EXPECT_EQ(result, -1);
+        obey_permissions(false);
+        EXPECT_EQ(host::read_file(conf), page);
+        EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + name + "\n");
+        failing_flush = 0;
+        umount2("/tmp", MNT_DETACH);
+        umount2("/etc/iscsi", MNT_DETACH);
+        host::remove(temporary);
+        for (const auto& path : {conf, name_file, std::string{"/tmp"}}) chmod(path.c_str(), 0755);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,277 @@
+// Sessions and connections from sysfs, healthy and hostile.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "include/iscsi_status.h"
+#include "tests/support/agent.h"
+#include "tests/support/host.h"
+
+namespace {
+
+using namespace iscsi_status;
+
+constexpr const char* initiator_name = "iqn.2024-01.example.host:initiator";
+
+std::string entry(int number) {
+    return "/sys/class/iscsi_session/session" + std::to_string(number);
+}
+
+class Sessions : public testing::Test {
+protected:
+    Sessions() {
+        host::start_stack();
+        host::set_initiator_name(initiator_name);
+    }
+
+    // As the agent does it: count first, then the list into a buffer of that size.
+    std::vector<_SessionInformation> list() {
+        count = 0;
+        EXPECT_EQ(initiator.QuerySessionCount(&count), success);
+        std::vector<_SessionInformation> sessions(count + 1);
+        std::memset(static_cast<void*>(sessions.data()), 0xAA, sessions.size() * sizeof sessions[0]);
+        EXPECT_EQ(initiator.QuerySessionList(sessions.data(), &count, &bytes), success);
+        EXPECT_EQ(bytes, count * 554);
+        for (const unsigned char byte : reinterpret_cast<unsigned char(&)[554]>(sessions.back())) {
+            EXPECT_EQ(byte, 0xAA) << "behind the last record";
+        }
+        sessions.pop_back();
+        return sessions;
+    }
+
+    // The records in the form that `_QuerySessionID` matches.
+    int id(const char* address, unsigned short port, const char* target) {
+        return _QuerySessionID(address, port, target);
+    }
+
+    OpenInitiator initiator;
+    unsigned int count = 0;
+    unsigned int bytes = 0;
+};
+
+class SysfsForms : public Sessions, public testing::WithParamInterface<host::SysfsForm> {};
+
+TEST_P(SysfsForms, RecordsInTheOrderOfTheNumbersWithTheirConnections) {
+    for (const int number : {10, 1, 2}) {
+        host::add_session(
+            {.number = number, .target = "iqn.t" + std::to_string(number), .scsi_host = number + 20},
+            GetParam());
+    }
+    const auto sessions = list();
+    ASSERT_EQ(sessions.size(), 3u);
+    const int order[] = {1, 2, 10};
+    for (std::size_t i = 0; i < sessions.size(); ++i) {
+        const _SessionInformation& session = sessions[i];
+        EXPECT_EQ(session.TargetName, "iqn.t" + std::to_string(order[i]));
+        EXPECT_STREQ(session.InitiatorName, initiator_name);
+        EXPECT_EQ(session.SessionId[0], order[i]);
+        EXPECT_EQ(session.SessionHandle[0], order[i]);
+        EXPECT_EQ(+session.ConnectionCount, 1);
+        const _ConnectionInformation expected{{}, {10, 0, 0, 100}, {10, 0, 0, 1}, {}, 3260, {}};
+        const _ConnectionInformation* connection = session.Connections;
+        ASSERT_NE(connection, nullptr);
+        EXPECT_EQ(std::memcmp(connection, &expected, sizeof expected), 0);
+    }
+    EXPECT_EQ(id("10.0.0.1", 3260, "iqn.t10"), 10);
+    EXPECT_EQ(id("010.0.0.1", 3260, "iqn.t10"), -1);
+    EXPECT_EQ(id("10.0.0.1", 3261, "iqn.t10"), -1);
+    EXPECT_EQ(id("10.0.0.1", 3260, "iqn.t1"), 1);
+    EXPECT_EQ(id("10.0.0.1", 3260, "iqn.t"), -1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, SysfsForms,
+                         testing::Values(host::SysfsForm::today, host::SysfsForm::older));
+
+TEST_F(Sessions, NoSessionLeavesTheOutputsAlone) {
+    count = bytes = 77;
+    EXPECT_EQ(initiator.QuerySessionCount(&count), success);
+    EXPECT_EQ(initiator.QuerySessionList(&count, &count, &bytes), no_such_session);
+    host::make_directory("/sys/class/iscsi_session");
+    EXPECT_EQ(initiator.QuerySessionList(&count, &count, &bytes), no_such_session);
+    EXPECT_EQ(count, 77u);
+    EXPECT_EQ(bytes, 77u);
+    EXPECT_TRUE(host::log_entries().empty());
+}
+
+TEST_F(Sessions, OnlyBothPointersGetRecords) {
+    host::add_session({1});
+    bytes = 77;
+    EXPECT_EQ(initiator.QuerySessionList(nullptr, &count, &bytes), success);
+    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(bytes, 77u);
+    GuardedBuffer<554> buffer;
+    EXPECT_EQ(initiator.QuerySessionList(buffer.data(), &count, nullptr), success);
+    EXPECT_TRUE(buffer.untouched_from(0));
+}
+
+TEST_F(Sessions, ConnectionsStayValidAndBounded) {
+    host::add_session({1});
+    const _ConnectionInformation* first = list()[0].Connections;
+    host::write_file("/sys/class/iscsi_connection/connection1:0/port", "3261\n");
+    const _ConnectionInformation* second = list()[0].Connections;
+    EXPECT_EQ(first, second) << "one record per session number, however often it is asked for";
+    EXPECT_EQ(+second->TargetPort, 3261);
+}
+
+TEST_F(Sessions, MoreThan255) {
+    for (int number = 1; number <= 300; ++number) {
+        host::add_session(
+            {.number = number, .target = "iqn.t" + std::to_string(number), .scsi_host = number});
+    }
+    const auto sessions = list();
+    ASSERT_EQ(sessions.size(), 300u);
+    EXPECT_STREQ(sessions[299].TargetName, "iqn.t300");
+    EXPECT_EQ(sessions[299].SessionId[0], 44);
+    const _ConnectionInformation* shared = sessions[43].Connections;
+    EXPECT_TRUE(sessions[299].Connections == shared) << "read by the number's low 8 bits";
+}
+
+struct HostileAttribute {
+    const char* name;
+    std::string text;
+    std::string target_name;
+};
+std::ostream& operator<<(std::ostream& out, const HostileAttribute& attribute) {
+    return out << attribute.name;
+}
+
+class TargetNames : public Sessions, public testing::WithParamInterface<HostileAttribute> {};
+
+TEST_P(TargetNames, FirstWordOfTheFirstLine) {
+    host::add_session({1});
+    host::write_file(entry(1) + "/targetname", GetParam().text);
+    const auto sessions = list();
+    EXPECT_EQ(sessions[0].TargetName, GetParam().target_name);
+    EXPECT_EQ(sessions[0].SessionId[0], 1) << "the rest of the record is filled";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Hostile, TargetNames,
+    testing::Values(HostileAttribute{"Empty", "", ""}, HostileAttribute{"Null", "<NULL>\n", ""},
+                    HostileAttribute{"NullAndMore", "<NULL>iqn.x\n", ""},
+                    HostileAttribute{"NoNewline", "iqn.x", "iqn.x"},
+                    HostileAttribute{"Padded", "  \tiqn.x  iqn.y\n", "iqn.x"},
+                    HostileAttribute{"SecondLine", "\niqn.x\n", ""},
+                    HostileAttribute{"Longest", std::string(255, 'n') + "\n", std::string(255, 'n')},
+                    HostileAttribute{"TooLong", std::string(5000, 'n') + "\n", std::string(255, 'n')},
+                    HostileAttribute{"Binary", std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
+                    HostileAttribute{"HighBytes", "\xff\xfe\x01\n", "\xff\xfe\x01"}),
+    [](const auto& parameter) { return std::string{parameter.param.name}; });
+
+TEST_F(Sessions, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
+    host::add_session({1});
+    host::add_session({2});
+    host::add_session({3});
+    host::remove(entry(2) + "/targetname");
+    host::make_link("/sys/class/iscsi_session/session9", "nowhere");
+    host::write_file("/sys/class/iscsi_session/odd/targetname", "iqn.odd\n");
+    const auto sessions = list();
+    ASSERT_EQ(sessions.size(), 5u);
+    const _SessionInformation zero{};
+    for (const std::size_t odd : {0, 2, 4}) {
+        EXPECT_EQ(std::memcmp(&sessions[odd], &zero, sizeof zero), 0) << odd;
+    }
+    EXPECT_EQ(sessions[1].SessionId[0], 1);
+    EXPECT_EQ(sessions[3].SessionId[0], 3);
+}
+
+TEST_F(Sessions, TheInitiatorNamesTroublesDoNotReachTheStatus) {
+    host::add_session({1});
+    for (const std::string& name : {std::string{}, std::string(224, 'n'), std::string(300, 'n')}) {
+        host::set_initiator_name(name);
+        EXPECT_EQ(list().size(), 1u);
+        EXPECT_EQ(id("10.0.0.1", 3260, "iqn.2024-01.example.array:disks"), 1);
+    }
+    host::remove("/etc/iscsi/initiatorname.iscsi");
+    EXPECT_STREQ(list()[0].InitiatorName, "");
+}
+
+struct ConnectionCase {
+    const char* name;
+    const char* file;  // what to overwrite, or to remove when `text` is null
+    const char* text;
+    int result;
+    std::vector<int> target;  // expected bytes of the target address
+    int port;
+    int first_initiator_byte;
+};
+std::ostream& operator<<(std::ostream& out, const ConnectionCase& c) {
+    return out << c.name;
+}
+
+constexpr const char* address_file = "/sys/class/iscsi_connection/connection1:0/address";
+constexpr const char* port_file = "/sys/class/iscsi_connection/connection1:0/port";
+constexpr const char* host_file = "/sys/class/iscsi_host/host3/ipaddress";
+constexpr const char* device_link = "/sys/class/iscsi_session/session1/device";
+
+class Connections : public Sessions, public testing::WithParamInterface<ConnectionCase> {};
+
+TEST_P(Connections, PartByPart) {
+    const ConnectionCase& c = GetParam();
+    host::add_session({1});
+    host::remove(c.file);
+    if (c.text != nullptr) host::write_file(c.file, c.text);
+
+    const unsigned char session[16] = {1};
+    _ConnectionInformation* connection = nullptr;
+    EXPECT_EQ(_QueryConnectionList("", session, &connection), c.result);
+    ASSERT_EQ(connection != nullptr, c.result != 1);
+    if (connection == nullptr) return;
+    std::vector<int> expected = c.target;
+    expected.resize(16);
+    EXPECT_EQ(std::vector<int>(connection->TargetAddress, connection->TargetAddress + 16), expected);
+    EXPECT_EQ(+connection->TargetPort, c.port);
+    EXPECT_EQ(connection->InitiatorAddress[0], c.first_initiator_byte);
+    EXPECT_EQ(next_record(connection), nullptr);
+    std::free(connection);
+}
+
+const std::vector<int> good{10, 0, 0, 1};
+INSTANTIATE_TEST_SUITE_P(
+    Files, Connections,
+    testing::Values(
+        ConnectionCase{"NoAddressFile", address_file, nullptr, 1, {}, 0, 0},
+        ConnectionCase{"NoPortFile", port_file, nullptr, 1, {}, 0, 0},
+        ConnectionCase{"NoHostAddress", host_file, nullptr, 1, {}, 0, 0},
+        ConnectionCase{"NoDeviceLink", device_link, nullptr, -1, good, 3260, 0},
+        ConnectionCase{"AddressNull", address_file, "<NULL>\n", 0, {}, 3260, 10},
+        ConnectionCase{"AddressEmpty", address_file, "", 0, {}, 3260, 10},
+        ConnectionCase{"AddressDots", address_file, "..10.0..0.1.\n", 0, good, 3260, 10},
+        ConnectionCase{"AddressSix", address_file, "fe80::1\n", 0, {0}, 3260, 10},
+        ConnectionCase{"AddressTwentyPieces",
+                       address_file,
+                       "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n",
+                       0,
+                       {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
+                       3260,
+                       10},
+        ConnectionCase{
+            "AddressWide", address_file, "266.256.-1.99999999999999999999\n", 0, {10, 0, 255, 255}, 3260, 10},
+        ConnectionCase{"PortNull", port_file, "<NULL>\n", 0, good, 0, 10},
+        ConnectionCase{"PortText", port_file, "many\n", 0, good, 0, 10},
+        ConnectionCase{"HostAddressUnset", host_file, "(null)\n", 0, good, 3260, 0}),
+    [](const auto& parameter) { return std::string{parameter.param.name}; });
+
+TEST_F(Sessions, TheScsiHostIsTheLastButOneComponent) {
+    host::add_session({1});
+    const struct {
+        const char* link;
+        int result;
+    } links[] = {
+        {"../../../devices/platform/host3/session1", 0},
+        {"/host3/session1", 0},
+        {"../../host3x/session1", 0},
+        {"../../hosts/session1", -1},
+        {"session1", -1},
+        {"../../../session1", 0},
+    };
+    for (const auto& [link, result] : links) {
+        host::make_link(device_link, link);
+        const unsigned char session[16] = {1};
+        _ConnectionInformation* connection = nullptr;
+        EXPECT_EQ(_QueryConnectionList("", session, &connection), result) << link;
+        std::free(connection);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,97 @@
+#!/bin/bash
+# The simulated host keeps its promises: nothing gets out, nothing of the machine's own stack gets in, and what a
+# command needs is there. Prints one line per check; fails if one does.
+set -u
+enter=$(cd "$(dirname "$0")/.." && pwd)/simhost/enter
+work=$(mktemp -d /tmp/simhost-test.XXXXXX) || exit 1
+trap 'rm -rf "$work"' EXIT
+failed=0
+
+same() { # NAME GOT WANT
+    [ "$2" = "$3" ] && echo "ok      $1" && return
+    echo "FAILED  $1: got '$2', wanted '$3'"
+    failed=1
+}
+inside() { "$enter" bash -c "$1" 2>&1; }
+exit_of() { "$@" >/dev/null 2>&1; echo $?; }
+machine() { (ls -lA /etc /etc/iscsi /var/lib /var/lib/iscsi /sys/class /sbin/ /bin/sh; cat /etc/issue) 2>&1; }
+
+# --- nothing gets out
+before=$(machine)
+inside 'echo >>/etc/issue; touch {/etc,/etc/iscsi,/var/lib,/sys/class,/dev/shm,/tmp}/simhost-x; ln -sf dash /bin/sh' >/dev/null
+same "the machine's files are as before" "$(machine)" "$before"
+same "a file in /dev/shm stays inside" "$(ls /dev/shm/simhost-x 2>/dev/null)" ""
+for place in /usr /home "$(dirname "$enter")" /run/simhost/host-etc; do
+    same "$place is read-only" "$(inside "touch $place/x && echo written" | grep -c 'Read-only')" 1
+done
+inside "sleep $$.4321 & disown" >/dev/null
+same "no process stays behind" "$(grep -lsxz "$$[.]4321" /proc/[0-9]*/cmdline)" ""
+
+# --- nothing gets in
+same "/sys holds the host's own only" "$(inside 'cd /sys && echo *')" "bus class devices"
+same "/sys/class is the stack's" "$(inside 'cd /sys/class && ls | grep -vc ^iscsi_')" 0
+same "stopped: no class, no module" "$("$enter" --stopped bash -c 'ls /sys/class; cat /proc/modules; cat /run/simhost/calls.log')" ""
+same "/var/lib, /sys/bus and the session class are empty" "$(inside 'ls /var/lib /sys/bus/scsi/devices /sys/class/iscsi_session' | grep -v :)" ""
+same "the machine's /tmp is not seen" "$(inside "ls -d $work" | grep -c 'No such file')" 1
+same "/proc lists the command and two daemons" "$(inside 'cd /proc; grep -lz . [0-9]*/cmdline | wc -l; head -c4 $$/cmdline; echo
+    grep -lsz ^/sbin/iscsid [0-9]*/cmdline | wc -l')" $'3\nbash\n2'
+same "its own task directory is there" "$(inside 'ls /proc/$$/task | wc -l')" 1
+same "no second host inside the first" "$(inside "$enter true; echo \$?" | tail -1)" 125
+
+# --- what a command needs
+same "sh is bash, and can be dash" "$(inside 'sh=/bin/sh; $sh -c "echo \${BASH_VERSION:+bash}"; ln -sf dash $sh; $sh -c "echo \${BASH_VERSION:-dash}"')" $'bash\ndash'
+same "names, libraries, compilers, python, git" "$(inside 'getent passwd root | cut -d: -f1; python3 -c "import ssl; print(1)"
+    git --version | cut -c1-3; echo "int main() {}" | c++ -x c++ - -o /tmp/a && /tmp/a && echo built')" $'root\n1\ngit\nbuilt'
+same "module file is an ELF file with its information" "$(inside 'f=/lib/modules/$(uname -r)/kernel/drivers/scsi/iscsi_tcp.ko
+    head -c4 $f | tail -c3; tr "\0" "\n" <$f | grep -a ^version=')" $'ELFversion=2.3.1'
+for distro in redhat:'Red Hat':2 suse:SUSE:1 other:Other:2; do
+    IFS=: read -r name marker scripts <<<"$distro"
+    same "banner and scripts of $name" "$("$enter" --distro $name bash -c "head -c80 /etc/issue | grep -c '$marker'; [ -w /etc/issue ] && ls /etc/init.d | wc -l")" "1
+$scripts"
+done
+same "the working directory is kept, also below /tmp" "$(cd "$work" && touch here && "$enter" ls)" here
+mkdir "$work/open" "$work/shut"
+same "--writable opens one directory alone" "$(cd "$work" && "$enter" --writable open bash -c 'touch open/x shut/x' 2>/dev/null; ls open shut | tr '\n' ' ')" "open: x  shut: "
+same "standard streams pass through" "$(echo text | "$enter" cat | cat)" text
+same "override comes first" "$(inside 'f=/run/simhost/override/iscsiadm; echo "echo mine" >$f; chmod +x $f; /bin/sh -c iscsiadm')" mine
+
+# --- exit status and signals: name, wanted, command
+while read -r want command; do
+    same "exit status of: $command" "$(eval "exit_of $enter $command")" "$want"
+done <<'CASES'
+0   true
+42  bash -c 'exit 42'
+143 bash -c 'kill -TERM $$'
+126 /etc/passwd
+127 /no/such/command
+125
+125 --distro debian true
+125 --state /proc/no true
+2   ls --stopped
+CASES
+coproc "$enter" bash -c 'trap "exit 9" TERM; echo ready; sleep 9 & wait'
+read -r _ <&"${COPROC[0]}" && kill -TERM "$COPROC_PID" && wait "$COPROC_PID"
+same "a signal reaches the command" $? 9
+
+# --- state
+keep() { "$enter" --state "$work/state" bash -c "$1" 2>&1; }
+keep 'echo kept >/etc/iscsi/note; echo kept >/var/lib/note; echo line >>/run/simhost/calls.log; mkdir /sys/class/iscsi_session/session1' >/dev/null
+same "files, sessions and log come back" "$(keep 'cat /etc/iscsi/note /var/lib/note /run/simhost/calls.log; ls /sys/class/iscsi_session')" $'kept\nkept\nline\nsession1'
+daemons='grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l'
+same "the daemon comes back" "$(keep "$daemons; killall iscsid")" 2
+same "a stopped daemon does not, the module stays" "$(keep "$daemons; grep -c ^iscsi_tcp /proc/modules; rm /etc/issue")" $'0\n1'
+same "a removed file does not come back" "$(keep 'cat /etc/issue')" "cat: /etc/issue: No such file or directory"
+mkdir -p "$work/made/run/simhost" && echo '{}' >"$work/made/run/simhost/network.json"
+same "what stands in a new state is kept" "$("$enter" --state "$work/made" cat /run/simhost/network.json)" '{}'
+exec {lock}<"$work/state" && flock $lock
+same "one command at a time" "$(exit_of "$enter" --state "$work/state" true)" 125
+
+# --- an ordinary user
+cd /
+ordinary="setpriv --reuid 65534 --regid 65534 --clear-groups"
+if [ "$(id -u)" -eq 0 ] && $ordinary unshare -Ur "$enter" --help >/dev/null 2>&1; then
+    same "an ordinary user is root inside" "$($ordinary "$enter" bash -c 'id -u; echo >>/etc/issue && iscsiadm -m session' 2>&1)" $'0\niscsiadm: No active sessions.'
+    same "where namespaces are refused, one line says so" "$(unshare -Ur bash -c "echo 0 >/proc/sys/user/max_user_namespaces
+        setpriv --bounding-set -all '$enter' true; echo \$?" 2>&1 | sed 's/.*allows no private namespaces.*/refused/')" $'refused\n125'
+fi
+exit $failed
