@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "config/initiator_name.h"
@@ -23,9 +24,29 @@ struct RetainedConnection {
 /// One per session number, so the memory behind what agents were given is bounded.
 std::array<RetainedConnection, 256> retained_connections;
 
+/// Sessions 256 apart share a number, and with it the files of their connection, which are read once.
+class ConnectionReader {
+public:
+    /// A heap record of the session's own, or null.
+    _ConnectionInformation* read(const _SessionInformation& session) {
+        std::optional<const _ConnectionInformation*>& earlier = read_[session.SessionHandle[0]];
+        _ConnectionInformation* connection = nullptr;
+        if (!earlier) {
+            _QueryConnectionList(session.InitiatorName, session.SessionHandle, &connection);
+            earlier = connection;
+        } else if (*earlier != nullptr && (connection = new_record<_ConnectionInformation>()) != nullptr) {
+            *connection = **earlier;
+        }
+        return connection;
+    }
+
+private:
+    std::array<std::optional<const _ConnectionInformation*>, 256> read_;
+};
+
 /// A record whose entry cannot be read, or has an odd name, stays all zero.
 void fill_session(const std::string& entry, const char (&initiator_name)[initiator_name_size],
-                  _SessionInformation& session) {
+                  ConnectionReader& connections, _SessionInformation& session) {
     const Attribute target_name{"/sys/class/iscsi_session/" + entry + "/targetname", targetname_limit};
     int number;
     if (!target_name.opened() || std::sscanf(entry.c_str(), "session%d", &number) != 1) return;
@@ -34,10 +55,7 @@ void fill_session(const std::string& entry, const char (&initiator_name)[initiat
     session.SessionId[0] = static_cast<std::uint8_t>(number);
     session.SessionHandle[0] = session.SessionId[0];
     session.ConnectionCount = 1;
-
-    _ConnectionInformation* connection;
-    _QueryConnectionList(session.InitiatorName, session.SessionHandle, &connection);
-    session.Connections = connection;
+    session.Connections = connections.read(session);
 }
 
 }  // namespace
@@ -66,10 +84,11 @@ int read_sessions(SessionList& sessions, unsigned int& count) {
 
     char initiator_name[initiator_name_size] = {};
     _GetInitiatorName(initiator_name);
+    ConnectionReader connections;
     for (const std::string& entry : *entries) {
         _SessionInformation* session = sessions.append();
         if (session == nullptr) return 12;
-        fill_session(entry, initiator_name, *session);
+        fill_session(entry, initiator_name, connections, *session);
     }
     count = static_cast<unsigned int>(entries->size());
     return 0;
