@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# What the operations cost in system calls, and that each file is opened once. Runs in the simulated host.
+# What the operations cost in system calls, and that each file is opened once. Enters the simulated host.
 #
-#     syscalls_test.sh PROBE SIMHOST_COMMAND
+#     syscalls_test.sh PROBE
 set -uo pipefail
-probe=$1 command=$2
+[ -e /run/simhost/proc/self ] || exec "$(dirname "$0")/../simhost/enter" bash "$0" "$@"
+probe=$1 command=$(readlink -f /run/simhost/bin/iscsiadm)
 failed=0
 
 # calls OPERATION: the trace of the operation alone.
