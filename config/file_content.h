@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "config/secret_text.h"
+#include "core/base/secret_text.h"
 #include "core/base/host_files.h"
 
 namespace opinit {

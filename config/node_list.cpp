@@ -32,6 +32,6 @@ int _RemoveInitiatorNode(const char* name) {
     const int result = _GetInitiatorName(current);
     if (std::string_view{current} != name) return -1;
     unsigned int sessions = 0;
-    _QuerySessionCount(&sessions);
-    return sessions != 0 ? -2 : result;
+    if (_QuerySessionCount(&sessions) != 0 || sessions != 0) return -2;
+    return result;
 }

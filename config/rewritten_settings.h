@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "config/request.h"
-#include "config/secret_text.h"
+#include "core/base/secret_text.h"
 
 namespace opinit {
 

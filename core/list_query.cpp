@@ -8,6 +8,7 @@
 #include "include/iscsi_initiator.h"
 #include "include/iscsi_status.h"
 #include "include/open_initiator_functions.h"
+#include "targets/target_list.h"
 
 namespace opinit {
 namespace {
@@ -16,13 +17,8 @@ constexpr int target_missing = 1;
 constexpr int connection_missing = 1;
 constexpr int memory_out = 2;
 
-struct FreeTargets {
-    _TargetInformation* list = nullptr;
-    ~FreeTargets() { FreeTargetList(list); }
-};
-
-_TargetInformation* find_target(_TargetInformation* list, std::string_view name) {
-    _TargetInformation* target = list;
+_TargetInformation* find_target(const TargetList& targets, std::string_view name) {
+    _TargetInformation* target = targets.get();
     while (target != nullptr && field_text(target->target_name) != name) target = next_record(target);
     return target;
 }
@@ -58,9 +54,9 @@ unsigned int list_portal_groups(char* initiator_name, const char* target_name, v
 }
 
 unsigned int list_target_portals(std::string_view target_name, void* buffer, unsigned int* bytes) {
-    FreeTargets targets;
-    const int result = _GetTargetList(&targets.list, 1);
-    const _TargetInformation* target = result < 0 ? nullptr : find_target(targets.list, target_name);
+    int result;
+    const TargetList targets = read_target_list(result);
+    const _TargetInformation* target = find_target(targets, target_name);
     _TargetPortalGroups* portals = target != nullptr ? target->portals : nullptr;
     for (_TargetPortalGroups* portal = portals; portal != nullptr; portal = next_record(portal)) {
         address_to_bytes(*portal);
@@ -111,9 +107,10 @@ using namespace opinit;
 int _GetPortalGroups(char*, char* target_name, _TargetPortalGroups** list) {
     *list = nullptr;
     return without_exceptions(memory_out, [&] {
-        FreeTargets targets;
-        if (target_name == nullptr || _GetTargetList(&targets.list, 1) != 0) return target_missing;
-        const _TargetInformation* target = find_target(targets.list, target_name);
+        if (target_name == nullptr) return target_missing;
+        int result;
+        const TargetList targets = read_target_list(result);
+        const _TargetInformation* target = find_target(targets, target_name);
         if (target == nullptr) return target_missing;
 
         RecordList<_TargetPortalGroups> portals;

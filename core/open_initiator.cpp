@@ -12,6 +12,7 @@
 #include "core/list_query.h"
 #include "core/start_stop.h"
 #include "core/versions.h"
+#include "include/iscsi_properties.h"
 #include "include/iscsi_status.h"
 #include "include/iscsi_target.h"
 #include "include/open_initiator_functions.h"
@@ -29,7 +30,7 @@ unsigned int SIZEOFPOINTER = 0;
 namespace {
 
 constexpr int the_initiator = 1;
-constexpr unsigned int end_of_properties = 78;
+
 
 /// An optimiser may take what a destructor stores for dead; the contract has the agent find it.
 void keep_stores(const void* object) { asm volatile("" : : "r"(object) : "memory"); }
@@ -97,7 +98,7 @@ unsigned int deliver_settings(OpenInitiator& initiator, int mode, void* buffer, 
 
     const _iSCSI_Property* properties = nodes.records.first()->properties;
     unsigned int count = 0;
-    while (count < iscsi_node_property_slots && properties[count].id != end_of_properties) ++count;
+    while (count < iscsi_node_property_slots && properties[count].id != iscsi_property::end_of_list) ++count;
     *bytes = count * static_cast<unsigned int>(sizeof *properties);
     std::memcpy(buffer, properties, *bytes);
     return success;

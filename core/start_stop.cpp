@@ -36,10 +36,11 @@ unsigned int script_status(const ShellResult& script, const ShellResult& last_co
                                                         : static_cast<unsigned int>(script.status);
 }
 
-unsigned int live_sessions() {
+/// 0 only when it is known that there is no session.
+unsigned int session_refusal() {
     unsigned int count = 0;
-    _QuerySessionCount(&count);
-    return count;
+    if (_QuerySessionCount(&count) != 0) return iscsi_status::out_of_memory;
+    return count != 0 ? iscsi_status::cannot_stop_session_active : iscsi_status::success;
 }
 
 }  // namespace
@@ -69,7 +70,7 @@ Verdict stop_stack() {
         if (nodes.name_too_long()) return reported(iscsi_status::initiator_name_too_long);
         if (nodes.result != 0 && nodes.count == 0) return reported(iscsi_status::no_initiator_node);
     }
-    if (live_sessions() != 0) return silent(iscsi_status::cannot_stop_session_active);
+    if (const unsigned int refusal = session_refusal()) return silent(refusal);
 
     int distro = DISTRO_UNKNOWN;
     if (const int unknown = get_linux_distro(&distro)) return silent(static_cast<unsigned int>(unknown));

@@ -61,8 +61,8 @@ public:
     ///   "/etc/init.d/iscsid stop" or "/etc/init.d/open-iscsi stop", on SUSE "killall iscsid" and
     ///   "rmmod iscsi_tcp" when the daemon survives
     /// Outputs: none
-    /// Codes: 0 stopped; 198 initiator name too long; 191 no initiator name; 189 a session exists; 98, 1 as for
-    ///   `StartInitiator`; else the script's wait status
+    /// Codes: 0 stopped; 198 initiator name too long; 191 no initiator name; 189 a session exists; 99 out of
+    ///   memory while they were counted; 98, 1 as for `StartInitiator`; else the script's wait status
     /// Logged: 198, 191
     /// Blocks: as long as the init script takes, seconds
     virtual unsigned int StopInitiator(int index) = 0;
@@ -271,7 +271,7 @@ public:
     /// Outputs: none
     /// Codes: 0 done; 168 an id that cannot be set; 187 the same key twice; 185 more than 34 properties; 198
     ///   initiator name too long (an initiator name that stood before a refused entry is already written);
-    ///   4294967295 a file cannot be opened or written; 99 out of memory
+    ///   4294967295 a file cannot be opened or written, or out of memory
     /// Logged: every code, 0 too
     /// Blocks: no
     virtual unsigned int SetProperty(int index, _iSCSI_Property* properties) = 0;

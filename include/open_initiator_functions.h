@@ -43,8 +43,8 @@ int get_linux_distro(int* code);
 /// into `out->value`. 0 found; -1 no such property, no such line, or no file. `out->id` is left alone.
 int _GetProperty(int unused, unsigned char id, _iSCSI_Property* out);
 /// Writes a property list. 0 written; 86 a property that cannot be set; 187 the same key twice; -2 more than
-/// 34 properties; -3 initiator name longer than 223 characters; -1 a file cannot be opened or written, or
-/// out of memory. See `SetProperty`.
+/// 34 properties; -3 initiator name longer than 223 characters; -1 a file cannot be opened or written, out of
+/// memory, or a null list. See `SetProperty`.
 int _SetProperty(int unused, _iSCSI_Property* properties);
 /// The initiator node as a chain of one `_InitiatorNode`, or null. `mode` 1: the names only, `*count` 1;
 /// 2 and 3: the settings too, `*count` their number. 0 done, or no name line in the file (null); -1 no name,
@@ -52,7 +52,8 @@ int _SetProperty(int unused, _iSCSI_Property* properties);
 int _GetInitiatorNodeList(void** list, unsigned int* count, int mode);
 /// Adding is not possible: -1.
 int _AddInitiatorNode();
-/// Whether the named initiator could be removed; nothing is. 0 yes; -1 not its name; -2 sessions exist.
+/// Whether the named initiator could be removed; nothing is. 0 yes; -1 not its name; -2 sessions exist, or
+/// cannot be counted.
 int _RemoveInitiatorNode(const char* name);
 
 // ---- Targets ----

@@ -1,7 +1,6 @@
 #include "targets/removal.h"
 
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -11,13 +10,10 @@
 #include "include/open_initiator_functions.h"
 #include "targets/iscsiadm_output.h"
 #include "targets/names.h"
+#include "targets/target_list.h"
 
 namespace opinit {
 namespace {
-
-struct TargetListRelease {
-    void operator()(_TargetInformation* list) const { FreeTargetList(list); }
-};
 
 std::optional<unsigned int> classify_delete_line(std::string_view line) {
     if (line.find("no records found") != std::string_view::npos) return iscsi_status::target_not_found;
@@ -34,10 +30,9 @@ bool stands_first_at(const _TargetInformation& target, const char* address, std:
 
 /// Only the first target at the portal is asked: iscsiadm itself refuses what another one's session uses.
 unsigned int check_removable(const char* address, std::uint16_t port) {
-    _TargetInformation* recorded = nullptr;
-    if (_GetTargetList(&recorded, 1) != 0) return iscsi_status::target_not_found;
-    const std::unique_ptr<_TargetInformation, TargetListRelease> targets{recorded};
-    for (const _TargetInformation* target = recorded; target != nullptr; target = next_record(target)) {
+    int result;
+    const TargetList targets = read_target_list(result);
+    for (const _TargetInformation* target = targets.get(); target != nullptr; target = next_record(target)) {
         if (!stands_first_at(*target, address, port)) continue;
         return target->logged_in == 1 ? iscsi_status::session_active : iscsi_status::success;
     }

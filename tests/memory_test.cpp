@@ -85,7 +85,7 @@ const Operation table[] = {
      {0xFFFFFFFF, 191, 183, 182}},
     {"GetInitiatorVersion",
      [](auto& o) { return o.GetInitiatorVersion(reinterpret_cast<char*>(buffer), &bytes); }, {99, 1}},
-    {"StopInitiator", [](auto& o) { return o.StopInitiator(1); }, {189, 191, 183, 182}},
+    {"StopInitiator", [](auto& o) { return o.StopInitiator(1); }, {99, 191, 183, 182}},
 };
 
 class OutOfMemory : public testing::TestWithParam<Operation> {

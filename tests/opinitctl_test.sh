@@ -99,6 +99,7 @@ for name in '' $commands 'config set'; do
 done
 
 # --- a target's life, in both forms
+gives 0 'TARGET*PERSISTENT' '' targets
 gives 0 "TARGET*$array:disks*" '' discover $p1
 gives 0 "*$array:disks*no*no*" '' targets
 gives 1 '' '*179*not reached*' discover 10.0.0.9:3260
@@ -136,6 +137,7 @@ gives 1 '' '*no message*' message 416
 override 'exit 0'
 gives 1 '' "*not logged in: open-iscsi reported no failure*$array:empty*doctor*" login $array:empty 10.0.0.2
 gives 0 '*' '*already logged in*' login $array:disks 10.0.0.2
+gives 1 '' '*not logged in*' login $array:disks 10.0.0.2:3261
 
 # --- what commands print cannot reach the terminal raw, nor the results
 override 'printf "\e[2Jraw\n"; printf "\e[2Jraw\n" >&2; exit 1'
@@ -259,6 +261,9 @@ for sid in 49 300; do
     $command add-session --target iqn.s$sid --address 10.9.9.9 --sid $sid --lun $sid:512:V:M >/dev/null
     gives 0 "*iqn.s$sid*" '' disks $sid
 done
+$command add-session --target iqn.bare --address 10.9.9.9 --sid 60 >/dev/null
+gives 0 'LUN*TARGET' '' disks 60
+$command remove-session 60
 gives 1 '' '*166*' logout 44
 gives 0 'logged out of session 49' '' logout 049
 $command remove-session 300

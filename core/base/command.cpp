@@ -1,13 +1,11 @@
 #include "core/base/command.h"
 
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
-#include <utility>
 
 #include "include/open_initiator_functions.h"
 
@@ -23,21 +21,8 @@ bool plain_to_the_shell(char c) {
 
 }  // namespace
 
-Command::~Command() { explicit_bzero(text_.data(), text_.size()); }
-
-void Command::reserve(std::size_t more) {
-    const std::size_t needed = text_.size() + more;
-    if (needed <= text_.capacity()) return;
-    std::string larger;
-    larger.reserve(std::max<std::size_t>(2 * needed, 512));
-    larger = text_;
-    std::swap(text_, larger);
-    explicit_bzero(larger.data(), larger.size());
-}
-
 Command& Command::text(std::string_view part) {
-    reserve(part.size());
-    text_ += part;
+    text_.append(part);
     return *this;
 }
 

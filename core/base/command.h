@@ -18,17 +18,13 @@
 #include <string_view>
 
 #include "core/base/host_files.h"
+#include "core/base/secret_text.h"
 
 namespace opinit {
 
-/// Text of a command. Its memory is wiped, since it may hold a CHAP secret.
+/// Text of a command, which may hold a CHAP secret.
 class Command {
 public:
-    Command() = default;
-    Command(const Command&) = delete;
-    Command& operator=(const Command&) = delete;
-    ~Command();
-
     /// Appends the system's own text as it stands.
     Command& text(std::string_view part);
     /// Appends a number in decimal.
@@ -42,9 +38,7 @@ public:
     const char* c_str() const { return text_.c_str(); }
 
 private:
-    void reserve(std::size_t more);
-
-    std::string text_;
+    SecretText text_;
 };
 
 enum class Outcome { done, result_lost, failed };

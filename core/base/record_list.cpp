@@ -1,5 +1,7 @@
 #include "core/base/record_list.h"
 
+#include <string.h>
+
 namespace opinit {
 namespace {
 
@@ -23,6 +25,7 @@ std::uint32_t copy_record_list(unsigned char* destination, std::uint32_t payload
 void free_record_list(void* first, std::uint32_t payload_size) {
     for (void* record = first; record != nullptr;) {
         void* next = next_of(record, payload_size);
+        explicit_bzero(record, payload_size);
         std::free(record);
         record = next;
     }

@@ -2,7 +2,9 @@
 #include <elf.h>
 #include <sys/utsname.h>
 
+#include <algorithm>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -70,11 +72,13 @@ void copy_value(std::string_view section, std::string_view key, char* text) {
 
 }  // namespace
 
-int getModinfo(const char* module, char* version, char* description) {
+int getModinfo(const char* module, char* version, char* description) try {
     const std::string image = read_file(module_path(module));
     const std::string_view section = modinfo_section(image);
     if (section.empty()) return 1;
     copy_value(section, "version", version);
     copy_value(section, "description", description);
     return 0;
+} catch (const std::exception&) {
+    return 1;
 }

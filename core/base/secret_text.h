@@ -21,12 +21,15 @@ struct WipingAllocator : std::allocator<T> {
 
 class SecretText {
 public:
-    void append(std::string_view text) { characters_.insert(characters_.end(), text.begin(), text.end()); }
-    std::string_view view() const { return {characters_.data(), characters_.size()}; }
+    void append(std::string_view text) {
+        characters_.insert(characters_.end() - 1, text.begin(), text.end());
+    }
+    std::string_view view() const { return {characters_.data(), characters_.size() - 1}; }
+    const char* c_str() const { return characters_.data(); }
 
 private:
     // Not a string, which keeps short texts outside the allocator's memory.
-    std::vector<char, WipingAllocator<char>> characters_;
+    std::vector<char, WipingAllocator<char>> characters_{'\0'};
 };
 
 }  // namespace opinit
