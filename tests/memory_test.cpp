@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <climits>
 #include <cstring>
 #include <functional>
 #include <set>
@@ -9,7 +10,57 @@
 #include "include/iscsi_status.h"
 #include "tests/support/agent.h"
 #include "tests/support/host.h"
-#include "tests/support/memory.h"
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+}
+
+namespace {
+
+int countdown = -1;
+int failures_left = 0;
+bool has_failed = false;
+
+bool fails() {
+    if (countdown < 0 || countdown-- > 0) return false;
+    countdown = 0;
+    has_failed = true;
+    if (--failures_left == 0) countdown = -1;
+    return true;
+}
+
+}  // namespace
+
+namespace memory {
+
+/// From now on the n-th allocation of the process (0: the next one) and every one behind it fails.
+void fail_from(int n) {
+    failures_left = INT_MAX;
+    has_failed = false;
+    countdown = n;
+}
+
+/// Only the n-th allocation fails.
+void fail_only(int n) {
+    failures_left = 1;
+    has_failed = false;
+    countdown = n;
+}
+
+/// Allocations succeed again. Whether one had failed.
+bool restore() {
+    countdown = -1;
+    return has_failed;
+}
+
+}  // namespace memory
+
+// The library's own allocations end here too: these names stand before the C library's.
+extern "C" void* malloc(std::size_t size) { return fails() ? nullptr : __libc_malloc(size); }
+extern "C" void* calloc(std::size_t count, std::size_t size) {
+    return fails() ? nullptr : __libc_calloc(count, size);
+}
 
 namespace {
 

@@ -126,37 +126,27 @@ TEST_F(Sessions, MoreThan255) {
     EXPECT_TRUE(sessions[299].Connections == shared) << "read by the number's low 8 bits";
 }
 
-struct HostileAttribute {
-    const char* name;
-    std::string text;
-    std::string target_name;
-};
-std::ostream& operator<<(std::ostream& out, const HostileAttribute& attribute) {
-    return out << attribute.name;
-}
-
-class TargetNames : public Sessions, public testing::WithParamInterface<HostileAttribute> {};
-
-TEST_P(TargetNames, FirstWordOfTheFirstLine) {
+TEST_F(Sessions, ATargetNameIsTheFirstWordOfTheFirstLine) {
+    const std::pair<std::string, std::string> attributes[] = {
+        {"", ""},
+        {"<NULL>\n", ""},
+        {"<NULL>iqn.x\n", ""},
+        {"iqn.x", "iqn.x"},
+        {"  \tiqn.x  iqn.y\n", "iqn.x"},
+        {"\niqn.x\n", ""},
+        {std::string(255, 'n') + "\n", std::string(255, 'n')},
+        {std::string(5000, 'n') + "\n", std::string(255, 'n')},
+        {std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
+        {"\xff\xfe\x01\n", "\xff\xfe\x01"},
+    };
     host::add_session({1});
-    host::write_file(entry(1) + "/targetname", GetParam().text);
-    const auto sessions = list();
-    EXPECT_EQ(sessions[0].TargetName, GetParam().target_name);
-    EXPECT_EQ(sessions[0].SessionId[0], 1) << "the rest of the record is filled";
+    for (const auto& [text, target_name] : attributes) {
+        host::write_file(entry(1) + "/targetname", text);
+        const auto sessions = list();
+        EXPECT_EQ(sessions[0].TargetName, target_name) << text;
+        EXPECT_EQ(sessions[0].SessionId[0], 1) << "the rest of the record is filled";
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Hostile, TargetNames,
-    testing::Values(HostileAttribute{"Empty", "", ""}, HostileAttribute{"Null", "<NULL>\n", ""},
-                    HostileAttribute{"NullAndMore", "<NULL>iqn.x\n", ""},
-                    HostileAttribute{"NoNewline", "iqn.x", "iqn.x"},
-                    HostileAttribute{"Padded", "  \tiqn.x  iqn.y\n", "iqn.x"},
-                    HostileAttribute{"SecondLine", "\niqn.x\n", ""},
-                    HostileAttribute{"Longest", std::string(255, 'n') + "\n", std::string(255, 'n')},
-                    HostileAttribute{"TooLong", std::string(5000, 'n') + "\n", std::string(255, 'n')},
-                    HostileAttribute{"Binary", std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
-                    HostileAttribute{"HighBytes", "\xff\xfe\x01\n", "\xff\xfe\x01"}),
-    [](const auto& parameter) { return std::string{parameter.param.name}; });
 
 TEST_F(Sessions, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
     host::add_session({1});
@@ -168,7 +158,7 @@ TEST_F(Sessions, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
     const auto sessions = list();
     ASSERT_EQ(sessions.size(), 5u);
     const _SessionInformation zero{};
-    for (const std::size_t odd : {0, 2, 4}) {
+    for (const std::size_t odd : {0UL, 2UL, 4UL}) {
         EXPECT_EQ(std::memcmp(&sessions[odd], &zero, sizeof zero), 0) << odd;
     }
     EXPECT_EQ(sessions[1].SessionId[0], 1);
@@ -186,71 +176,56 @@ TEST_F(Sessions, TheInitiatorNamesTroublesDoNotReachTheStatus) {
     EXPECT_STREQ(list()[0].InitiatorName, "");
 }
 
-struct ConnectionCase {
-    const char* name;
-    const char* file;  // what to overwrite, or to remove when `text` is null
-    const char* text;
-    int result;
-    std::vector<int> target;  // expected bytes of the target address
-    int port;
-    int first_initiator_byte;
-};
-std::ostream& operator<<(std::ostream& out, const ConnectionCase& c) {
-    return out << c.name;
-}
-
 constexpr const char* address_file = "/sys/class/iscsi_connection/connection1:0/address";
 constexpr const char* port_file = "/sys/class/iscsi_connection/connection1:0/port";
 constexpr const char* host_file = "/sys/class/iscsi_host/host3/ipaddress";
 constexpr const char* device_link = "/sys/class/iscsi_session/session1/device";
 
-class Connections : public Sessions, public testing::WithParamInterface<ConnectionCase> {};
+TEST_F(Sessions, AConnectionFileByFile) {
+    const std::vector<int> good{10, 0, 0, 1};
+    const struct {
+        const char* file;
+        const char* text;  // null: the file is missing
+        int result;
+        std::vector<int> target;
+        int port;
+        int first_initiator_byte;
+    } cases[] = {
+        {address_file, nullptr, 1, {}, 0, 0},
+        {port_file, nullptr, 1, {}, 0, 0},
+        {host_file, nullptr, 1, {}, 0, 0},
+        {device_link, nullptr, -1, good, 3260, 0},
+        {address_file, "<NULL>\n", 0, {}, 3260, 10},
+        {address_file, "", 0, {}, 3260, 10},
+        {address_file, "..10.0..0.1.\n", 0, good, 3260, 10},
+        {address_file, "fe80::1\n", 0, {0}, 3260, 10},
+        {address_file, "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n", 0,
+         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}, 3260, 10},
+        {address_file, "266.256.-1.99999999999999999999\n", 0, {10, 0, 255, 255}, 3260, 10},
+        {port_file, "<NULL>\n", 0, good, 0, 10},
+        {port_file, "many\n", 0, good, 0, 10},
+        {host_file, "(null)\n", 0, good, 3260, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string{c.file} + ": " + (c.text != nullptr ? c.text : "missing"));
+        host::add_session({1});
+        host::remove(c.file);
+        if (c.text != nullptr) host::write_file(c.file, c.text);
 
-TEST_P(Connections, PartByPart) {
-    const ConnectionCase& c = GetParam();
-    host::add_session({1});
-    host::remove(c.file);
-    if (c.text != nullptr) host::write_file(c.file, c.text);
-
-    const unsigned char session[16] = {1};
-    _ConnectionInformation* connection = nullptr;
-    EXPECT_EQ(_QueryConnectionList("", session, &connection), c.result);
-    ASSERT_EQ(connection != nullptr, c.result != 1);
-    if (connection == nullptr) return;
-    std::vector<int> expected = c.target;
-    expected.resize(16);
-    EXPECT_EQ(std::vector<int>(connection->TargetAddress, connection->TargetAddress + 16), expected);
-    EXPECT_EQ(+connection->TargetPort, c.port);
-    EXPECT_EQ(connection->InitiatorAddress[0], c.first_initiator_byte);
-    EXPECT_EQ(next_record(connection), nullptr);
-    std::free(connection);
+        const unsigned char session[16] = {1};
+        _ConnectionInformation* connection = nullptr;
+        EXPECT_EQ(_QueryConnectionList("", session, &connection), c.result);
+        ASSERT_EQ(connection != nullptr, c.result != 1);
+        if (connection == nullptr) continue;
+        std::vector<int> expected = c.target;
+        expected.resize(16);
+        EXPECT_EQ(std::vector<int>(connection->TargetAddress, connection->TargetAddress + 16), expected);
+        EXPECT_EQ(+connection->TargetPort, c.port);
+        EXPECT_EQ(connection->InitiatorAddress[0], c.first_initiator_byte);
+        EXPECT_EQ(next_record(connection), nullptr);
+        std::free(connection);
+    }
 }
-
-const std::vector<int> good{10, 0, 0, 1};
-INSTANTIATE_TEST_SUITE_P(
-    Files, Connections,
-    testing::Values(
-        ConnectionCase{"NoAddressFile", address_file, nullptr, 1, {}, 0, 0},
-        ConnectionCase{"NoPortFile", port_file, nullptr, 1, {}, 0, 0},
-        ConnectionCase{"NoHostAddress", host_file, nullptr, 1, {}, 0, 0},
-        ConnectionCase{"NoDeviceLink", device_link, nullptr, -1, good, 3260, 0},
-        ConnectionCase{"AddressNull", address_file, "<NULL>\n", 0, {}, 3260, 10},
-        ConnectionCase{"AddressEmpty", address_file, "", 0, {}, 3260, 10},
-        ConnectionCase{"AddressDots", address_file, "..10.0..0.1.\n", 0, good, 3260, 10},
-        ConnectionCase{"AddressSix", address_file, "fe80::1\n", 0, {0}, 3260, 10},
-        ConnectionCase{"AddressTwentyPieces",
-                       address_file,
-                       "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n",
-                       0,
-                       {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
-                       3260,
-                       10},
-        ConnectionCase{
-            "AddressWide", address_file, "266.256.-1.99999999999999999999\n", 0, {10, 0, 255, 255}, 3260, 10},
-        ConnectionCase{"PortNull", port_file, "<NULL>\n", 0, good, 0, 10},
-        ConnectionCase{"PortText", port_file, "many\n", 0, good, 0, 10},
-        ConnectionCase{"HostAddressUnset", host_file, "(null)\n", 0, good, 3260, 0}),
-    [](const auto& parameter) { return std::string{parameter.param.name}; });
 
 TEST_F(Sessions, TheScsiHostIsTheLastButOneComponent) {
     host::add_session({1});

@@ -52,56 +52,45 @@ TEST_F(StartStop, StartWhenItRunsAlready) {
     EXPECT_EQ(op_initiator_started, 1u);
 }
 
-struct Start {
-    const char* name;
-    const char* banner;  // null: no file
-    const char* removed;
-    unsigned int status;
-    Lines commands;  // behind modprobe
-};
-std::ostream& operator<<(std::ostream& out, const Start& start) {
-    return out << start.name;
-}
-
-class Starts : public StartStop, public testing::WithParamInterface<Start> {};
-
 // The scripts are answered, not run, so the stack never comes up: 1 behind every script.
-TEST_P(Starts, OnTheDistribution) {
+TEST_F(StartStop, StartOnTheDistribution) {
+    const std::string late = std::string(76, '.') + " Red Hat";
+    const struct {
+        const char* banner;  // null: no file
+        const char* removed;
+        unsigned int status;
+        const char* command;  // behind modprobe
+    } starts[] = {
+        {"Red Hat 6\n", nullptr, failure, "/etc/init.d/iscsid start"},
+        {"Red Hat 6\n", "/etc/init.d/iscsid", failure, "/etc/init.d/open-iscsi start"},
+        {"Welcome to SUSE Linux\n", nullptr, failure, "/etc/init.d/open-iscsi start"},
+        {"Welcome to SUSE Linux\n", "/sbin/iscsid", daemon_file_missing, nullptr},
+        {"SUSE and Red Hat\n", nullptr, failure, "/etc/init.d/iscsid start"},
+        {"Some Other Linux\n", nullptr, failure, nullptr},
+        {late.c_str(), nullptr, failure, nullptr},
+        {"", nullptr, failure, nullptr},
+        {nullptr, nullptr, cannot_open_file, nullptr},
+    };
     loaded_but_without_daemon();
-    host::remove("/etc/issue");
-    if (GetParam().banner != nullptr) host::write_file("/etc/issue", GetParam().banner);
-    host::write_file("/sbin/iscsid", "");
-    if (*GetParam().removed != '\0') host::remove(GetParam().removed);
     shell::answer({{0, 0, ""}});
-    EXPECT_EQ(initiator.StartInitiator(1), GetParam().status);
-    Lines commands{"modprobe iscsi_tcp"};
-    commands.insert(commands.end(), GetParam().commands.begin(), GetParam().commands.end());
-    EXPECT_EQ(shell::commands(), commands);
-    const bool logged = GetParam().status == daemon_file_missing;
-    EXPECT_EQ(host::log_entries().size(), logged ? 1u : 0u);
-    EXPECT_STREQ(initiator.err_msg, logged ? initiator.GetErrStr(313) : "");
+    for (const auto& start : starts) {
+        SCOPED_TRACE(start.banner != nullptr ? start.banner : "no banner");
+        for (const char* file : {"/sbin/iscsid", "/etc/init.d/iscsid"}) host::write_file(file, "");
+        if (start.removed != nullptr) host::remove(start.removed);
+        host::remove("/etc/issue");
+        if (start.banner != nullptr) host::write_file("/etc/issue", start.banner);
+        const std::size_t logged = host::log_entries().size();
+        initiator.err_msg[0] = '\0';
+        shell::forget();
+        EXPECT_EQ(initiator.StartInitiator(1), start.status);
+        Lines commands{"modprobe iscsi_tcp"};
+        if (start.command != nullptr) commands.emplace_back(start.command);
+        EXPECT_EQ(shell::commands(), commands);
+        const bool is_logged = start.status == daemon_file_missing;
+        EXPECT_EQ(host::log_entries().size(), logged + (is_logged ? 1 : 0));
+        EXPECT_STREQ(initiator.err_msg, is_logged ? initiator.GetErrStr(313) : "");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, Starts,
-    testing::Values(
-        Start{"RedHat", "Red Hat 6\n", "", failure, {"/etc/init.d/iscsid start"}},
-        Start{"RedHatWithoutScript",
-              "Red Hat 6\n",
-              "/etc/init.d/iscsid",
-              failure,
-              {"/etc/init.d/open-iscsi start"}},
-        Start{"Suse", "Welcome to SUSE Linux\n", "", failure, {"/etc/init.d/open-iscsi start"}},
-        Start{"SuseWithoutDaemon", "Welcome to SUSE Linux\n", "/sbin/iscsid", daemon_file_missing, {}},
-        Start{"BothIsRedHat", "SUSE and Red Hat\n", "", failure, {"/etc/init.d/iscsid start"}},
-        Start{"Neither", "Some Other Linux\n", "", failure, {}},
-        Start{"NamedTooLate",
-              "0123456789012345678901234567890123456789012345678901234567890123456789012345 Red Hat",
-              "",
-              failure,
-              {}},
-        Start{"EmptyBanner", "", "", failure, {}}, Start{"NoBanner", nullptr, "", cannot_open_file, {}}),
-    [](const auto& parameter) { return std::string{parameter.param.name}; });
 
 TEST_F(StartStop, TheScriptsResultWhenItRunsAfterwards) {
     const struct {
@@ -130,71 +119,42 @@ TEST_F(StartStop, AnAgentThatIgnoresChildrenLosesTheResult) {
     std::signal(SIGCHLD, SIG_DFL);
 }
 
-struct Stop {
-    const char* name;
-    const char* banner;
-    const char* initiator_name;  // null: the file stays without a name line
-    std::vector<shell::Answer> answers;
-    unsigned int status;
-    Lines commands;
-    bool logged;
-};
-std::ostream& operator<<(std::ostream& out, const Stop& stop) {
-    return out << stop.name;
-}
-
-class Stops : public StartStop, public testing::WithParamInterface<Stop> {};
-
-TEST_P(Stops, OnTheDistribution) {
+TEST_F(StartStop, StopOnTheDistribution) {
+    const std::string long_name(224, 'n');
+    const Lines forced{"/etc/init.d/open-iscsi stop", "killall iscsid", "rmmod iscsi_tcp"};
+    const Lines redhat{"/etc/init.d/iscsid stop"};
+    const struct {
+        const char* banner;
+        const char* initiator_name;  // null: the file has no name line
+        std::vector<shell::Answer> answers;
+        unsigned int status;
+        Lines commands;
+        bool logged;
+    } stops[] = {
+        {"Red Hat\n", "iqn.x", {{0, 0, ""}}, success, redhat, false},
+        {"Red Hat\n", "iqn.x", {{0x300, 0, ""}}, script_failed, redhat, false},
+        {"Red Hat\n", "iqn.x", {{-1, ECHILD, ""}}, success, redhat, false},
+        {"SUSE\n", "iqn.x", {{0x300, 0, ""}, {0, 0, ""}, {256, 0, ""}}, script_failed, forced, false},
+        {"SUSE\n", "iqn.x", {{0x300, 0, ""}, {0, 0, ""}, {-1, ECHILD, ""}}, success, forced, false},
+        {"Other\n", "iqn.x", {{0, 0, ""}}, failure, {}, false},
+        {"Red Hat\n", long_name.c_str(), {{0, 0, ""}}, initiator_name_too_long, {}, true},
+        {"Red Hat\n", "", {{0, 0, ""}}, no_initiator_node, {}, true},
+        {"Red Hat\n", nullptr, {{0, 0, ""}}, success, redhat, false},
+    };
     host::start_stack();
-    host::write_file("/etc/issue", GetParam().banner);
-    host::write_file("/etc/iscsi/initiatorname.iscsi", "# nothing\n");
-    if (GetParam().initiator_name != nullptr) host::set_initiator_name(GetParam().initiator_name);
-    shell::answer(GetParam().answers);
-    EXPECT_EQ(initiator.StopInitiator(1), GetParam().status);
-    EXPECT_EQ(shell::commands(), GetParam().commands);
-    EXPECT_EQ(host::log_entries().size(), GetParam().logged ? 1u : 0u);
+    for (const auto& stop : stops) {
+        host::write_file("/etc/issue", stop.banner);
+        host::write_file("/etc/iscsi/initiatorname.iscsi", "# nothing\n");
+        if (stop.initiator_name != nullptr) host::set_initiator_name(stop.initiator_name);
+        const std::size_t logged = host::log_entries().size();
+        shell::answer(stop.answers);
+        shell::forget();
+        errno = 0;
+        EXPECT_EQ(initiator.StopInitiator(1), stop.status) << stop.banner;
+        EXPECT_EQ(shell::commands(), stop.commands) << stop.banner;
+        EXPECT_EQ(host::log_entries().size(), logged + (stop.logged ? 1 : 0)) << stop.banner;
+    }
 }
-
-const std::string long_name(224, 'n');
-const Lines forced{"/etc/init.d/open-iscsi stop", "killall iscsid", "rmmod iscsi_tcp"};
-INSTANTIATE_TEST_SUITE_P(
-    Table, Stops,
-    testing::Values(
-        Stop{"RedHat", "Red Hat\n", "iqn.x", {{0, 0, ""}}, success, {"/etc/init.d/iscsid stop"}, false},
-        Stop{"RedHatFails",
-             "Red Hat\n",
-             "iqn.x",
-             {{0x300, 0, ""}},
-             script_failed,
-             {"/etc/init.d/iscsid stop"},
-             false},
-        Stop{"RedHatLost",
-             "Red Hat\n",
-             "iqn.x",
-             {{-1, ECHILD, ""}},
-             success,
-             {"/etc/init.d/iscsid stop"},
-             false},
-        Stop{"SuseSurvivor",
-             "SUSE\n",
-             "iqn.x",
-             {{0x300, 0, ""}, {0, 0, ""}, {256, 0, ""}},
-             script_failed,
-             forced,
-             false},
-        Stop{"SuseLostAtLast",
-             "SUSE\n",
-             "iqn.x",
-             {{0x300, 0, ""}, {0, 0, ""}, {-1, ECHILD, ""}},
-             success,
-             forced,
-             false},
-        Stop{"Neither", "Other\n", "iqn.x", {{0, 0, ""}}, failure, {}, false},
-        Stop{"NameTooLong", "Red Hat\n", long_name.c_str(), {{0, 0, ""}}, initiator_name_too_long, {}, true},
-        Stop{"NameEmpty", "Red Hat\n", "", {{0, 0, ""}}, no_initiator_node, {}, true},
-        Stop{"NoNameLine", "Red Hat\n", nullptr, {{0, 0, ""}}, success, {"/etc/init.d/iscsid stop"}, false}),
-    [](const auto& parameter) { return std::string{parameter.param.name}; });
 
 TEST_F(StartStop, ASessionKeepsItUp) {
     host::start_stack();
