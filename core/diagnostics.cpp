@@ -17,7 +17,8 @@ void walk(const Record* list, unsigned int most) {
 }  // namespace
 
 int print_target_info(_TargetInformation* list, int count) {
-    for (const _TargetInformation* target = list; target != nullptr && count > 0; target = next_record(target)) {
+    for (const _TargetInformation* target = list; target != nullptr && count > 0;
+         target = next_record(target)) {
         walk(target->portals, UINT16_MAX);
         --count;
     }
@@ -39,7 +40,9 @@ int print_connection_info(_ConnectionInformation* list) {
     return 0;
 }
 
-int print_disks_info(_DiskInformation*, unsigned int) { return 0; }
+int print_disks_info(_DiskInformation*, unsigned int) {
+    return 0;
+}
 
 int print_initiator_info(_InitiatorNode* list, int mode, unsigned int count) {
     for (_InitiatorNode* node = list; node != nullptr; node = next_record(node)) {
@@ -48,4 +51,6 @@ int print_initiator_info(_InitiatorNode* list, int mode, unsigned int count) {
     return 0;
 }
 
-int print_kv_settings(_iSCSI_Property*, unsigned int) { return 0; }
+int print_kv_settings(_iSCSI_Property*, unsigned int) {
+    return 0;
+}

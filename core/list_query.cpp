@@ -29,11 +29,14 @@ std::string_view address_text(const _TargetPortalGroups& portal) {
     return whole.substr(0, whole.find('\0'));
 }
 
-void address_to_bytes(_TargetPortalGroups& portal) { parse_ip_address(portal.address, address_text(portal)); }
+void address_to_bytes(_TargetPortalGroups& portal) {
+    parse_ip_address(portal.address, address_text(portal));
+}
 
 /// The target's portals as the caller sees them, or false when memory ran out in between.
 bool copy_portals(const _TargetInformation& target, RecordList<_TargetPortalGroups>& copies) {
-    for (const _TargetPortalGroups* portal = target.portals; portal != nullptr; portal = next_record(portal)) {
+    for (const _TargetPortalGroups* portal = target.portals; portal != nullptr;
+         portal = next_record(portal)) {
         const bool is_first = portal == target.portals;
         _TargetPortalGroups* copy = is_first ? copies.first() : copies.append();
         if (copy == nullptr) return false;
@@ -69,8 +72,8 @@ unsigned int list_target_portals(std::string_view target_name, void* buffer, uns
 unsigned int list_connections(const char* initiator_name, const _SessionInformation* session, void* buffer,
                               unsigned int* bytes) {
     _ConnectionInformation* list = nullptr;
-    const int result =
-        session != nullptr ? _QueryConnectionList(initiator_name, session->SessionId, &list) : connection_missing;
+    const int result = session != nullptr ? _QueryConnectionList(initiator_name, session->SessionId, &list)
+                                          : connection_missing;
     const RecordList owner{list};
     print_connection_info(list);
     deliver(list, buffer, bytes);
@@ -86,7 +89,8 @@ Verdict query_list(int type, const void* object, void* buffer, unsigned int* byt
 
     switch (type) {
         case LIST_PORTAL_GROUPS:
-            return silent(list_portal_groups(initiator_name, static_cast<const char*>(object), buffer, bytes));
+            return silent(
+                list_portal_groups(initiator_name, static_cast<const char*>(object), buffer, bytes));
         case LIST_TARGET_PORTALS: {
             const auto* target = static_cast<const _TargetInformation*>(object);
             const std::string_view name = target != nullptr ? field_text(target->target_name) : "";

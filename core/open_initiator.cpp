@@ -31,9 +31,10 @@ namespace {
 
 constexpr int the_initiator = 1;
 
-
 /// An optimiser may take what a destructor stores for dead; the contract has the agent find it.
-void keep_stores(const void* object) { asm volatile("" : : "r"(object) : "memory"); }
+void keep_stores(const void* object) {
+    asm volatile("" : : "r"(object) : "memory");
+}
 
 bool installed() {
     op_init_stack_avail = static_cast<unsigned int>(check_stack_available());
@@ -45,9 +46,13 @@ bool running() {
     return op_initiator_started != 0;
 }
 
-unsigned int require_index(int index) { return index == the_initiator ? success : no_multiple_initiators; }
+unsigned int require_index(int index) {
+    return index == the_initiator ? success : no_multiple_initiators;
+}
 
-unsigned int require_available() { return installed() ? success : stack_not_installed; }
+unsigned int require_available() {
+    return installed() ? success : stack_not_installed;
+}
 
 unsigned int require_available_refreshing_running() {
     const unsigned int status = require_available();
@@ -106,8 +111,12 @@ unsigned int deliver_settings(OpenInitiator& initiator, int mode, void* buffer, 
 
 }  // namespace
 
-ISCSI_Initiator::~ISCSI_Initiator() { keep_stores(this); }
-ISCSI_Target::~ISCSI_Target() { keep_stores(this); }
+ISCSI_Initiator::~ISCSI_Initiator() {
+    keep_stores(this);
+}
+ISCSI_Target::~ISCSI_Target() {
+    keep_stores(this);
+}
 
 OpenInitiator::OpenInitiator() {
     SIZEOFPOINTER = link_size;
@@ -121,7 +130,9 @@ OpenInitiator::~OpenInitiator() {
     keep_stores(this);
 }
 
-const char* OpenInitiator::GetErrStr(int code) { return status_message(static_cast<unsigned int>(code)); }
+const char* OpenInitiator::GetErrStr(int code) {
+    return status_message(static_cast<unsigned int>(code));
+}
 
 unsigned int OpenInitiator::IsServiceAvailable() {
     stack_avail = static_cast<unsigned int>(check_stack_available());
@@ -166,7 +177,9 @@ unsigned int OpenInitiator::AddConnection(unsigned char, unsigned char*, unsigne
     return not_supported;
 }
 
-unsigned int OpenInitiator::RemoveConnection(int, unsigned char*, unsigned char*) { return not_supported; }
+unsigned int OpenInitiator::RemoveConnection(int, unsigned char*, unsigned char*) {
+    return not_supported;
+}
 
 unsigned int OpenInitiator::GetTargetList(int index, int, void* buffer, unsigned int* bytes) {
     if (index < 0) return node_index_out_of_range;
@@ -179,9 +192,13 @@ unsigned int OpenInitiator::GetTargetList(int index, int, void* buffer, unsigned
     return static_cast<unsigned int>(result);
 }
 
-unsigned int OpenInitiator::AddInitiatorNode(char*, char*) { return no_multiple_initiators; }
+unsigned int OpenInitiator::AddInitiatorNode(char*, char*) {
+    return no_multiple_initiators;
+}
 
-unsigned int OpenInitiator::RemoveInitiatorNode(int) { return cannot_remove_initiator; }
+unsigned int OpenInitiator::RemoveInitiatorNode(int) {
+    return cannot_remove_initiator;
+}
 
 unsigned int OpenInitiator::DiscoverTarget(int, unsigned char* address, unsigned short port, unsigned char*,
                                            void* buffer, unsigned int* count, unsigned int* bytes) {
@@ -199,7 +216,8 @@ unsigned int OpenInitiator::DiscoverTarget(int, unsigned char* address, unsigned
 
 unsigned int OpenInitiator::LoginTarget(_LoginParams* params) {
     if (const unsigned int status = require_pointers(params)) return status;
-    if (const unsigned int status = require_index_and_running(static_cast<int>(params->node_index))) return status;
+    if (const unsigned int status = require_index_and_running(static_cast<int>(params->node_index)))
+        return status;
     return report_failure(*this, _LoginTarget(params, AddressText{params->target_address}.c_str()));
 }
 
@@ -260,7 +278,8 @@ unsigned int OpenInitiator::RemovePersistentTarget(int index, char* target_name,
                                                    unsigned int port, unsigned char* unused) {
     if (const unsigned int status = require_index_and_running(index)) return status;
     if (const unsigned int status = require_pointers(address)) return status;
-    return _remove_persistent_entry(target_name, AddressText{address}.c_str(), static_cast<int>(port), unused);
+    return _remove_persistent_entry(target_name, AddressText{address}.c_str(), static_cast<int>(port),
+                                    unused);
 }
 
 unsigned int OpenInitiator::GetProperty(int index, unsigned char, void* buffer, unsigned int* bytes) {
@@ -302,8 +321,14 @@ unsigned int OpenInitiator::GetList(int index, int type, void* buffer, unsigned 
     return conclude(*this, query_list(type, object, buffer, bytes));
 }
 
-unsigned int OpenInitiator::AddTargetEntry(int, char*, unsigned char*, unsigned short) { return not_supported; }
+unsigned int OpenInitiator::AddTargetEntry(int, char*, unsigned char*, unsigned short) {
+    return not_supported;
+}
 
-unsigned int OpenInitiator::AddTargetChapEntry(int, char*, char*) { return not_supported; }
+unsigned int OpenInitiator::AddTargetChapEntry(int, char*, char*) {
+    return not_supported;
+}
 
-unsigned int OpenInitiator::DelTargetChapEntry(int, char*, char*) { return not_supported; }
+unsigned int OpenInitiator::DelTargetChapEntry(int, char*, char*) {
+    return not_supported;
+}

@@ -8,7 +8,11 @@ struct Verdict {
     bool reported;  ///< whether the object records and logs the status
 };
 
-constexpr Verdict silent(unsigned int status) { return {status, false}; }
-constexpr Verdict reported(unsigned int status) { return {status, true}; }
+constexpr Verdict silent(unsigned int status) {
+    return {status, false};
+}
+constexpr Verdict reported(unsigned int status) {
+    return {status, true};
+}
 
 }  // namespace opinit

@@ -14,7 +14,8 @@ BlockDevice with_size(std::string_view name, const std::string& path) {
 
 std::optional<BlockDevice> first_entry(Directory& block, const std::string& path) {
     while (const auto entry = block.next()) {
-        if (skip_dot_entries(entry->name)) return with_size(entry->name, path + "/" + std::string{entry->name});
+        if (skip_dot_entries(entry->name))
+            return with_size(entry->name, path + "/" + std::string{entry->name});
     }
     return std::nullopt;
 }

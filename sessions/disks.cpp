@@ -80,8 +80,9 @@ void fill_disk_info(const LunAddress& address, BlockDeviceFinder& finder, _DiskI
     disk.TargetId = static_cast<std::uint8_t>(address.target_id);
     disk.Lun = static_cast<std::uint8_t>(address.lun);
 
-    const std::string scsi_device = "/sys/bus/scsi/devices/" + std::to_string(address.host) + ":0:" +
-                                    std::to_string(address.target_id) + ":" + std::to_string(address.lun);
+    const std::string scsi_device = "/sys/bus/scsi/devices/" + std::to_string(address.host) +
+                                    ":0:" + std::to_string(address.target_id) + ":" +
+                                    std::to_string(address.lun);
     const std::optional<BlockDevice> block_device = finder.get_block_device(scsi_device);
     if (!block_device) return;
     copy_text(block_device->name, disk.DeviceName);

@@ -15,8 +15,8 @@ class SessionTable {
 public:
     static SessionTable read();
 
-    /// Number (0 to 255) of the first session that goes to this address and port and serves this target, or -1.
-    /// The address is compared with the plain dotted text of the connection's address.
+    /// Number (0 to 255) of the first session that goes to this address and port and serves this target, or
+    /// -1. The address is compared with the plain dotted text of the connection's address.
     int find(std::string_view address, std::uint16_t port, std::string_view target_name) const;
 
 private:

@@ -39,6 +39,8 @@ void format_ip_address(const unsigned char* address, char (&text)[address_text_s
                   unsigned{address[2]}, unsigned{address[3]});
 }
 
-AddressText::AddressText(const unsigned char* address) { format_ip_address(address, text_, AF_INET); }
+AddressText::AddressText(const unsigned char* address) {
+    format_ip_address(address, text_, AF_INET);
+}
 
 }  // namespace opinit

@@ -26,7 +26,9 @@ Command& Command::text(std::string_view part) {
     return *this;
 }
 
-Command& Command::number(int value) { return text(std::to_string(value)); }
+Command& Command::number(int value) {
+    return text(std::to_string(value));
+}
 
 Command& Command::word(std::string_view outside) {
     if (std::all_of(outside.begin(), outside.end(), plain_to_the_shell)) return text(outside);
@@ -35,7 +37,9 @@ Command& Command::word(std::string_view outside) {
     return text("'");
 }
 
-Command& Command::capture() { return text(" 1&>").word(captured_output_path()); }
+Command& Command::capture() {
+    return text(" 1&>").word(captured_output_path());
+}
 
 ShellResult run_shell(const char* command) {
     const int status = std::system(command);
@@ -45,17 +49,22 @@ ShellResult run_shell(const char* command) {
     return {Outcome::result_lost, status};
 }
 
-int run_command(const char* command) { return run_shell(command).outcome == Outcome::failed ? 1 : 0; }
+int run_command(const char* command) {
+    return run_shell(command).outcome == Outcome::failed ? 1 : 0;
+}
 
-const char* captured_output_path() { return tmperrfile != nullptr ? tmperrfile : ""; }
+const char* captured_output_path() {
+    return tmperrfile != nullptr ? tmperrfile : "";
+}
 
-void remove_captured_output() { ::unlink(captured_output_path()); }
+void remove_captured_output() {
+    ::unlink(captured_output_path());
+}
 
 std::string lower_case(std::string_view line) {
     std::string lowered{line};
-    std::transform(lowered.begin(), lowered.end(), lowered.begin(), [](char c) {
-        return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    });
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                   [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
     return lowered;
 }
 

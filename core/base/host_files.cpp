@@ -49,7 +49,9 @@ std::ptrdiff_t File::read(std::span<char> buffer) const {
     return size;
 }
 
-LineReader::~LineReader() { explicit_bzero(buffer_.data(), buffer_.size()); }
+LineReader::~LineReader() {
+    explicit_bzero(buffer_.data(), buffer_.size());
+}
 
 std::optional<std::string_view> LineReader::next() {
     for (;;) {
@@ -95,7 +97,9 @@ std::optional<Directory::Entry> Directory::next() {
     return Entry{entry->d_name, entry->d_type == DT_LNK, entry->d_type == DT_DIR};
 }
 
-bool skip_dot_entries(std::string_view name) { return name != "." && name != ".."; }
+bool skip_dot_entries(std::string_view name) {
+    return name != "." && name != "..";
+}
 
 std::optional<std::vector<std::string>> list_directory(const char* path, bool (*select)(std::string_view)) {
     Directory directory{path};

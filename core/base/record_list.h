@@ -17,7 +17,8 @@ inline constexpr std::size_t link_size = sizeof(void*);
 /// Copies every payload, back to back, and returns the bytes copied. A null list copies nothing.
 std::uint32_t copy_record_list(unsigned char* destination, std::uint32_t payload_size, const void* first);
 
-/// Frees every record of the chain and wipes it first, since settings hold CHAP secrets. A null list is a no-op.
+/// Frees every record of the chain and wipes it first, since settings hold CHAP secrets. A null list is a
+/// no-op.
 void free_record_list(void* first, std::uint32_t payload_size);
 
 template <class Record>

@@ -26,7 +26,9 @@ bool is_daemon(const std::string& process) {
     return arguments.substr(0, arguments.find('\0')).find("iscsid") != std::string_view::npos;
 }
 
-bool is_process(std::string_view name) { return name.front() >= '0' && name.front() <= '9'; }
+bool is_process(std::string_view name) {
+    return name.front() >= '0' && name.front() <= '9';
+}
 
 }  // namespace
 }  // namespace opinit

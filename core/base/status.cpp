@@ -1,6 +1,6 @@
-#include "include/iscsi_status.h"
-
 #include "core/base/status.h"
+
+#include "include/iscsi_status.h"
 
 const iSCSI_StatusMessage OpenIscsiErrStr[34] = {
     {0, "Success"},
@@ -34,7 +34,9 @@ const iSCSI_StatusMessage OpenIscsiErrStr[34] = {
     {197, "The initiator is already logged in to the target."},
     {199, "Login Failure, either Target is not discovered / Target not reachable / iSCSI login failure."},
     {198, "The Initiator name length exceeds 223 bytes."},
-    {313, "ERROR: iscsid binary file is missing in /sbin directory. Manually copy the /usr/sbin/iscsid to /sbin directory."},
+    {313,
+     "ERROR: iscsid binary file is missing in /sbin directory. Manually copy the /usr/sbin/iscsid to /sbin "
+     "directory."},
     {205, "Input Parameters given for the command are not correct."},
     {iscsi_status::end_of_table, nullptr},
 };

@@ -54,7 +54,8 @@ std::string_view modinfo_section(std::string_view image) {
         Elf64_Shdr section;
         if (!read_at(image, header.e_shoff + i * sizeof section, section)) return {};
         const std::string_view name = part(name_table, section.sh_name, std::string_view::npos);
-        if (name.substr(0, name.find('\0')) == ".modinfo") return part(image, section.sh_offset, section.sh_size);
+        if (name.substr(0, name.find('\0')) == ".modinfo")
+            return part(image, section.sh_offset, section.sh_size);
     }
     return {};
 }
