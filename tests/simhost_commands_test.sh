@@ -60,13 +60,11 @@ table <<TABLE
 1|modprobe: FATAL: $missing $modules|rm $run/modprobe-fails; mv $modules/kernel/drivers/scsi/iscsi_tcp.ko /tmp; modprobe iscsi_tcp
 0||mv /tmp/iscsi_tcp.ko $modules/kernel/drivers/scsi; modprobe iscsi_tcp && modprobe iscsi_tcp
 0|iscsi_tcp 28672 0 - Live|sed -n '1s/ 0x.*//p' /proc/modules
-0||/etc/init.d/iscsid start && /etc/init.d/iscsid start
-1|iscsid: an iscsid is running already|iscsid
+1|iscsid: an iscsid is running already|/etc/init.d/iscsid start && /etc/init.d/iscsid start && iscsid
 0|2|touch $run/stubborn-daemon; grep -lsz '^/sbin/iscsid\$' /proc/[0-9]*/cmdline | wc -l
 1|iscsid: the daemon goes on|/etc/init.d/iscsid stop
 0|iscsid is running|/etc/init.d/iscsid status
-0||killall iscsid; rm $run/stubborn-daemon
-1|iscsid: no process found|killall iscsid
+1|iscsid: no process found|killall iscsid && rm $run/stubborn-daemon && killall iscsid
 3|iscsid is stopped|/etc/init.d/iscsid status
 0|closed|timeout 5 iscsid | cat; echo closed
 0||/etc/init.d/open-iscsi stop && /etc/init.d/open-iscsi stop && /etc/init.d/open-iscsi start
