@@ -82,7 +82,6 @@ TEST(TargetList, ReadsWhateverTheDatabasesHold) {
         {dir + "d10,10.1.1.10,3260,2,x" + dir + "d10,10.1.1.9,3260,1,x" + dir + "d10,10.1.1.9,860,1,x" + dir +
              "st_config" + dir + "d9" + here,
          "", 0, "1 d9 10.1.1.5:3260,1; 1 d10 10.1.1.9:860,1 10.1.1.9:3260,1 10.1.1.10:3260,2; "},
-        // Unusable entries and odd fields.
         {dir + "a,10.1.1.5,3260,1", "", 179},
         {a + dir + "a,10.1.1.5,3260,1" + dir + "b" + dir + "e,,," + dir + "z," + address_80 + ",3260,1,x", "",
          0, "1 a 10.1.1.5:3260,1; "},
@@ -97,9 +96,8 @@ TEST(TargetList, ReadsWhateverTheDatabasesHold) {
         {"10.1.1.5,3260", a, 179},
         {"", empty, 179},
         // Portals that cannot be listed are skipped; the last one tried decides.
-        {"1 10.1.1.3,3260 10.1.1.4,3260/st_config 10.1.1.5,3260,x/a,1,2,3, fe80:0000:0000:0005,3260/a,1,2,3, "
-         "z",
-         "", 179, "", "10.1.1.4:3260"},
+        {"1 10.1.1.3,1 10.1.1.4,3260/st_config 10.1.1.5,3260,x/a,1,2,3, fe80:0000:0000:0005,1/a,1,2,3, z", "",
+         179, "", "10.1.1.4:3260"},
         {a + " 10.1.1.4,68796/st_config 10.1.1.6,;x/st_config $(touch$IFS.x),1/st_config", "", 0,
          "1 a 10.1.1.5:3260,1; ", "'$(touch$IFS.x):1' 10.1.1.4:3260 10.1.1.6:0"},
     };
@@ -139,11 +137,9 @@ TEST(TargetList, TakesPersistenceFromTheFirstDecidingPieceOfTheNodeRecord) {
     const std::string record = "nodes/a/10.1.1.5,3260,1/default", automatic = "node.startup = automatic\n";
     write_files(var_portal, "a" + here);
     const std::tuple<std::string, std::string, bool> cases[] = {
-        // "-": no record
-        {"-", automatic, true},
+        {"-", automatic, true},  // "-": no record
         {"node.startup = manual\n", automatic, false},
         {"", automatic, false},
-        {"#" + automatic + "node.startup = manual\n", "-", false},
         {"#node.startup = manual\nnode.startup=automatic", "-", true},
         {"node.conn[0].startup = automatic\n", "-", false},
         {"node.startup = onboot\n" + automatic, "-", false},
@@ -206,7 +202,6 @@ TEST(Removal, AsksTheFirstTargetWhoseFirstPortalItIs) {
     host::start_stack();
     write_files(var_portal, "a,10.1.1.4,3260,1,x a,10.1.1.8,3260,1,x b" + here + " c" + here);
     write_files(var, "10.1.1.6,3260/d,10.1.1.6,68796,1,x");
-    OpenInitiator initiator;
     const std::tuple<unsigned char, std::uint16_t, const char*, unsigned int, std::size_t> cases[] = {
         {4, 3260, "", 0, 1}, {8, 3260, "", 179, 0},  {5, 3261, "", 179, 0},  {6, 3260, "", 179, 0},
         {5, 3260, "", 0, 1}, {5, 3260, "c", 167, 1}, {5, 3260, "b", 167, 0},
@@ -218,7 +213,7 @@ TEST(Removal, AsksTheFirstTargetWhoseFirstPortalItIs) {
         host::add_session({.number = number, .target = target, .scsi_host = number, .address = "10.1.1.5"});
         shell::forget();
         shell::answer({{status == 0 ? 0 : 256, 0, "but a session is using it."}});
-        EXPECT_EQ(initiator.RemoveTarget(1, address, port, nullptr), status);
+        EXPECT_EQ(OpenInitiator{}.RemoveTarget(1, address, port, nullptr), status);
         EXPECT_EQ(shell::commands().size(), commands);
     }
 }
