@@ -7,17 +7,14 @@
 #include <unistd.h>
 
 #include <functional>
+#include <tuple>
 
 #include "tests/support/host.h"
 #include "tests/support/settings.h"
 
-namespace {
-
 // Stands in for the C library's: tells which permissions new content was given, and fails on demand.
-std::vector<mode_t> flushed;
-std::size_t failing_flush = 0;
-
-}  // namespace
+static std::vector<mode_t> flushed;
+static std::size_t failing_flush = 0;
 
 extern "C" int fsync(int descriptor) {
     struct stat status {};
@@ -34,11 +31,9 @@ const std::string temporary = "/tmp/tmpiscsidconf.txt";
 const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n5000(5000, 'n'), page(4090, '#');
 const std::string receive = "MaxRecvDataSegmentLength", discovery = "discovery.sendtargets.iscsi." + receive;
 
-struct Content {
-    std::string text, expected;
-};
+using Contents = std::vector<std::pair<std::string, std::string>>;
 
-void expect_read(int mode, const std::string& path, const std::vector<Content>& contents) {
+void expect_read(int mode, const std::string& path, const Contents& contents) {
     for (const auto& [text, expected] : contents) {
         host::write_file(path, text);
         EXPECT_EQ(read(mode), expected) << text;
@@ -46,19 +41,15 @@ void expect_read(int mode, const std::string& path, const std::vector<Content>& 
 }
 
 TEST(InitiatorName, IsTheFirstNameWord) {
-    const std::vector<Content> contents{
-        {"# a comment\nInitiatorName=iqn.a\n", "0 1 iqn.a"},
-        {"#InitiatorName=iqn.a InitiatorName=iqn.b", "0 1 iqn.b"},
-        {"# InitiatorName=iqn.a\nInitiatorName=iqn.b\n", "0 1 iqn.a"},
-        {"\r\n\tIInitiatorName==iqn.a=b\r\n", "0 1 iqn.a"},
-        {std::string("\0\xff=\n InitiatorName = iqn.a", 26), "0 0"},
-        {"InitiatorName=\n", "-1 0"},
-        {"InitiatorName=" + n223, "0 1 " + n223},
-        {"InitiatorName=n" + n223, "-2 0"},
-        {n5000 + "InitiatorName=iqn.a", "-2 0"},
-        {n5000 + " #" + n5000 + "InitiatorName= InitiatorName=iqn.a", "0 1 iqn.a"},
-    };
-    expect_read(1, name_file, contents);
+    expect_read(1, name_file,
+                {{"# a comment\nInitiatorName=iqn.a\n", "0 1 iqn.a"},
+                 {"#InitiatorName=iqn.a InitiatorName=iqn.b", "0 1 iqn.b"},
+                 {"# InitiatorName=iqn.a\nInitiatorName=iqn.b\n", "0 1 iqn.a"},
+                 {"\r\n\tIInitiatorName==iqn.a=b\r\n", "0 1 iqn.a"},
+                 {std::string("\0\xff=\n InitiatorName = iqn.a", 26), "0 0"},
+                 {"InitiatorName=\n", "-1 0"}, {"InitiatorName=" + n223, "0 1 " + n223},
+                 {"InitiatorName=n" + n223, "-2 0"}, {n5000 + "InitiatorName=iqn.a", "-2 0"},
+                 {n5000 + " #" + n5000 + "InitiatorName= InitiatorName=iqn.a", "0 1 iqn.a"}});
     host::remove(name_file);
     EXPECT_EQ(read(1), "-1 0");
 }
@@ -68,7 +59,7 @@ TEST(Settings, AreReadInFileOrder) {
     std::string forty, first_34 = "0 35 1=iqn.a";
     for (int i = 0; i < 40; ++i) forty += "node.startup = x\n";
     for (int i = 0; i < 34; ++i) first_34 += " 15=x";
-    const std::vector<Content> contents{
+    const Contents contents{
         {"# only\n\n#ERL = 1\n # ERL = 1", "0 1 1=iqn.a"},
         {"node.session.iscsi.InitialR2T = No Yes\nERL=a=b\nERL = c", "0 4 1=iqn.a 7=No 14=a 14=c"},
         {"node.conn[0].iscsi.HeaderDigest = a\n DataDigest = b", "0 3 1=iqn.a 3=a 5=b"},
@@ -77,11 +68,9 @@ TEST(Settings, AreReadInFileOrder) {
         {discovery + ".ERL = a\n", "0 1 1=iqn.a"},
         {"ERL# = a\nERL### = b\nERL##c = d\nERL#c = e\nERLs = f\nMTU = g\n", "0 4 1=iqn.a 14=a 14=b 14=d"},
         {"ERL\nERL =\n==\n=node.startup= ", "0 2 1=iqn.a 14="},
-        {"# c\n=ERL", "0 1 1=iqn.a"},
         {"ERL = \t1\r\nERL\t= 1\nnode.startup = a", "0 3 1=iqn.a 14=1 15=a"},
         {"#" + x159.substr(1) + "ERL = next_piece\n", "0 2 1=iqn.a 14=next_piece"},
-        {std::string("\0 = \xff\nERL = 1\n", 14), "0 2 1=iqn.a 14=1"},
-        {forty, first_34},
+        {std::string("\0 = \xff\nERL = 1\n", 14), "0 2 1=iqn.a 14=1"}, {forty, first_34},
     };
     expect_read(2, conf, contents);
     host::remove(conf);
@@ -115,23 +104,13 @@ TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
 }
 
 TEST(OneProperty, IsTheFirstLineThatMentionsIt) {
-    const struct {
-        std::string file;
-        unsigned char id;
-        int result;
-        std::string value = "old";
-    } cases[] = {
+    const std::tuple<std::string, unsigned char, int, std::string> cases[] = {
         {"#timeo.login_timeout = 9\n #timeo.login_timeout =  15 = 16 \n", 16, 0, " 15 = 16 "},
         {"x." + receive + "s=1\nnode.conn[0].iscsi." + receive + " = 2", 2, 0, "1"},
-        {"node.startup\nnode.startup = a\n", 15, -1},
-        {"node.startup =\n", 15, 0, ""},
+        {"node.startup\nnode.startup = a\n", 15, -1, "old"}, {"node.startup =\n", 15, 0, ""},
         {"#" + x159.substr(81) + "node.startup = next_piece\n", 15, 0, "next_piece"},
         {"IP Address = 10.0.0.1\n", 67, 0, "10.0.0.1"},
-        {"=\n", 16, -1},
-        {"=\n", 0, -1},
-        {"=\n", 78, -1},
-        {"=\n", 79, -1},
-    };
+        {"=\n", 16, -1, "old"}, {"=\n", 0, -1, "old"}, {"=\n", 78, -1, "old"}, {"=\n", 79, -1, "old"}};
     for (const auto& [file, id, result, value] : cases) {
         host::write_file(conf, file);
         _iSCSI_Property out{4711, "old"}, expected{4711, {}};
@@ -144,11 +123,7 @@ TEST(OneProperty, IsTheFirstLineThatMentionsIt) {
 TEST(Writer, ReplacesAndAppends) {
     const std::string untouched = "#" + x159 + "\n#" + x159.substr(1) + "ERL = 1\n" + x159 + "ERL = 1\n" +
                                   std::string(133, ' ') + "node.session.iscsi.ERLs = 1\n";
-    const struct {
-        std::string before;
-        std::vector<Property> request;
-        std::string after;
-    } cases[] = {
+    const std::tuple<std::string, std::vector<Property>, std::string> cases[] = {
         {"# c\n\nx = y", {}, "# c\n\nx = y"},
         {"a\nnode.startup=a # why\nb", {{15, "c"}}, "a\nnode.startup = c\nb"},
         {"  =ERL =\nERL = 1\n##\niscsi.ERL", {{14, "2"}}, "ERL = 2\nERL = 2\n##\niscsi.ERL = 2\n"},
@@ -156,11 +131,9 @@ TEST(Writer, ReplacesAndAppends) {
         {"my.node.startup = a", {{15, "b"}}, "my.node.startup = a\nnode.startup = b\n\n"},
         {"", {{38, "CHAP"}}, "node.session.auth.authmethod = CHAP\n\n"},
         {discovery + "=\n" + receive + "=", {{2, "a"}, {32, "b"}}, discovery + " = b\n" + receive + " = a\n"},
-        {"node.startup##iscsid = a\n #node.startup = a",
-         {{15, "b"}},
+        {"node.startup##iscsid = a\n #node.startup = a", {{15, "b"}},
          "node.startup##iscsid = a\n#node.startup = b\n"},
-        {"a", {{1, "iqn.b"}}, "a\n\n"},
-        {"a\n\n", {{1, "iqn.b"}}, "a\n\n"},
+        {"a", {{1, "iqn.b"}}, "a\n\n"}, {"a\n\n", {{1, "iqn.b"}}, "a\n\n"},
         {"a.InitiatorName\nInitiatorName = a", {{1, "iqn.b"}}, "a.InitiatorName\nInitiatorName = iqn.b\n"},
         {"ERL = " + x159 + "ERL = 1\nERL = 3", {{14, v256}}, "ERL = " + v256 + "\nERL = " + v256 + "\n"},
         {untouched, {{14, v256}}, untouched + "node.session.iscsi.ERL = " + v256 + "\n\n"},
@@ -175,30 +148,22 @@ TEST(Writer, ReplacesAndAppends) {
 }
 
 TEST(Writer, RefusesBeforeItTouchesTheSettings) {
-    struct Case {
-        std::vector<Property> request;
-        int result;
-        std::string name = "iqn.a";
-    };
-    std::vector<Case> cases{
-        {{{78, "x"}}, 86},
-        {{{79, ""}}, 86},
-        {{{20, "a"}, {38, "b"}}, 187},
-        {{{3, "a"}, {4, "b"}}, 187},
-        {{{1, n223 + "n"}}, -3},
+    std::vector<std::tuple<std::vector<Property>, int, std::string>> cases{
+        {{{78, "x"}}, 86, "iqn.a"}, {{{79, ""}}, 86, "iqn.a"}, {{{20, "a"}, {38, "b"}}, 187, "iqn.a"},
+        {{{3, "a"}, {4, "b"}}, 187, "iqn.a"}, {{{1, n223 + "n"}}, -3, "iqn.a"},
         {{{1, n223}, {33, ""}}, 86, n223},
-        {{{14, "1"}, {1, "iqn.b"}, {1, "iqn.c"}}, 187, "iqn.c"},
-    };
+        {{{14, "1"}, {1, "iqn.b"}, {1, "iqn.c"}}, 187, "iqn.c"}};
     for (const auto& row : iSCSI_PropertyTable) {
-        if (((row.flags & 1) == 0 && row.id != 38) || row.id == 0) cases.push_back({{{row.id, ""}}, 86});
+        const bool settable = ((row.flags & 1) != 0 || row.id == 38) && row.id != 0;
+        if (!settable) cases.push_back({{{row.id, ""}}, 86, "iqn.a"});
     }
     ASSERT_EQ(cases.size(), 7 + 47);
     host::write_file(conf, "ERL = 1");
-    for (const Case& item : cases) {
+    for (const auto& [request, result, name] : cases) {
         host::set_initiator_name("iqn.a");
-        EXPECT_EQ(set(item.request), item.result) << item.request[0].first;
+        EXPECT_EQ(set(request), result) << request[0].first;
         EXPECT_EQ(host::read_file(conf), "ERL = 1");
-        EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + item.name + "\n");
+        EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + name + "\n");
     }
 }
 
@@ -210,8 +175,7 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     chmod("/etc/real.conf", 0640);
     host::remove(name_file);
     umask(0);
-    struct stat before {
-    }, after{};
+    struct stat before, after;
     stat("/etc/real.conf", &before);
     EXPECT_EQ(set({{1, "iqn.b"}, {14, "2"}}), 0);
     stat("/etc/real.conf", &after);
@@ -228,40 +192,32 @@ void obey_permissions(bool obey) {
     __user_cap_data_struct sets[2]{};
     syscall(SYS_capget, &header, sets);
     const unsigned int passes = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
-    sets[0].effective = obey ? sets[0].permitted & ~passes : sets[0].permitted;
+    sets[0].effective = sets[0].permitted & ~(obey ? passes : 0);
     ASSERT_EQ(syscall(SYS_capset, &header, sets), 0);
 }
 
-void fill(const char* directory, const char* size) {
-    ASSERT_EQ(mount("none", directory, "tmpfs", 0, size), 0);
+void fill(const char* directory = nullptr, const char* size = "") {
+    ASSERT_TRUE(directory == nullptr || mount("none", directory, "tmpfs", 0, size) == 0);
     host::write_file(conf, page);
     host::set_initiator_name("iqn.a");
 }
 
 TEST(Writer, LosesNothingWhenAFileFails) {
-    const std::string unwritable_tmp = "ERROR: unable to write /tmp/tmpiscsidconf.txt.\n";
-    const std::string unwritable_conf = "ERROR: unable to write /etc/iscsi/iscsid.conf.\n";
-    const struct {
-        const char* what;
-        std::function<void()> break_it;
-        std::string message;
-        std::string name = "iqn.b";
-    } cases[] = {
-        {"full /tmp", [] { fill("/tmp", "size=4k"); }, unwritable_tmp},
-        {"full /etc/iscsi", [] { fill("/etc/iscsi", "size=8k"); }, unwritable_conf},
-        {"unwritable /tmp", [] { chmod("/tmp", 0500); }, unwritable_tmp},
-        {"directory in the way", [] { host::make_directory(temporary); }, unwritable_tmp},
-        {"unreadable iscsid.conf", [] { chmod(conf.c_str(), 0200); }, ""},
-        {"unwritable iscsid.conf", [] { chmod(conf.c_str(), 0400); }, ""},
+    const std::tuple<const char*, std::function<void()>, std::string, const char*> cases[] = {
+        {"full /tmp", [] { fill("/tmp", "size=4k"); }, temporary, "iqn.b"},
+        {"full /etc/iscsi", [] { fill("/etc/iscsi", "size=8k"); }, conf, "iqn.b"},
+        {"unwritable /tmp", [] { chmod("/tmp", 0500); }, temporary, "iqn.b"},
+        {"directory in the way", [] { host::make_directory(temporary); }, temporary, "iqn.b"},
+        {"unreadable iscsid.conf", [] { chmod(conf.c_str(), 0200); }, "", "iqn.b"},
+        {"unwritable iscsid.conf", [] { chmod(conf.c_str(), 0400); }, "", "iqn.b"},
         {"unwritable name file", [] { chmod(name_file.c_str(), 0400); }, "", "iqn.a"},
         {"name file not flushed", [] { failing_flush = 1; }, "", "iqn.a"},
-        {"temporary file not flushed", [] { failing_flush = 2; }, unwritable_tmp},
-        {"iscsid.conf not flushed", [] { failing_flush = 3; }, unwritable_conf},
+        {"temporary file not flushed", [] { failing_flush = 2; }, temporary, "iqn.b"},
+        {"iscsid.conf not flushed", [] { failing_flush = 3; }, conf, "iqn.b"},
     };
-    for (const auto& [what, break_it, message, name] : cases) {
+    for (const auto& [what, break_it, unwritable, name] : cases) {
         SCOPED_TRACE(what);
-        host::write_file(conf, page);
-        host::set_initiator_name("iqn.a");
+        fill();
         testing::internal::CaptureStderr();
         flushed.clear();
         break_it();
@@ -269,12 +225,13 @@ TEST(Writer, LosesNothingWhenAFileFails) {
         EXPECT_EQ(set({{1, "iqn.b"}, {14, "1"}}), -1);
         obey_permissions(false);
         EXPECT_EQ(host::read_file(conf), page);
-        EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + name + "\n");
+        EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + std::string{name} + "\n");
         failing_flush = 0;
         umount2("/tmp", MNT_DETACH);
         umount2("/etc/iscsi", MNT_DETACH);
         host::remove(temporary);
-        for (const auto& path : {conf, name_file, std::string{"/tmp"}}) chmod(path.c_str(), 0755);
+        for (const std::string& path : {conf, name_file, std::string{"/tmp"}}) chmod(path.c_str(), 0755);
+        const std::string message = unwritable.empty() ? "" : "ERROR: unable to write " + unwritable + ".\n";
         EXPECT_EQ(testing::internal::GetCapturedStderr(), message);
     }
 }

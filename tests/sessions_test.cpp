@@ -39,23 +39,21 @@ protected:
         return sessions;
     }
 
-    // The records in the form that `_QuerySessionID` matches.
-    int id(const char* address, unsigned short port, const char* target) {
-        return _QuerySessionID(address, port, target);
-    }
-
     OpenInitiator initiator;
-    unsigned int count = 0;
-    unsigned int bytes = 0;
+    unsigned int count = 0, bytes = 0;
 };
+
+int query(_ConnectionInformation*& connection) {
+    const unsigned char session[16] = {1};
+    connection = nullptr;
+    return _QueryConnectionList("", session, &connection);
+}
 
 class SysfsForms : public Sessions, public testing::WithParamInterface<host::SysfsForm> {};
 
 TEST_P(SysfsForms, RecordsInTheOrderOfTheNumbersWithTheirConnections) {
     for (const int number : {10, 1, 2}) {
-        host::add_session(
-            {.number = number, .target = "iqn.t" + std::to_string(number), .scsi_host = number + 20},
-            GetParam());
+        host::add_session({number, "iqn.t" + std::to_string(number), number + 20}, GetParam());
     }
     const auto sessions = list();
     ASSERT_EQ(sessions.size(), 3u);
@@ -68,21 +66,20 @@ TEST_P(SysfsForms, RecordsInTheOrderOfTheNumbersWithTheirConnections) {
         EXPECT_EQ(session.SessionHandle[0], order[i]);
         EXPECT_EQ(+session.ConnectionCount, 1);
         const _ConnectionInformation expected{{}, {10, 0, 0, 100}, {10, 0, 0, 1}, {}, 3260, {}};
-        const _ConnectionInformation* connection = session.Connections;
-        ASSERT_NE(connection, nullptr);
-        EXPECT_EQ(std::memcmp(connection, &expected, sizeof expected), 0);
+        ASSERT_TRUE(session.Connections != nullptr);
+        EXPECT_EQ(std::memcmp(session.Connections, &expected, sizeof expected), 0);
     }
-    EXPECT_EQ(id("10.0.0.1", 3260, "iqn.t10"), 10);
-    EXPECT_EQ(id("010.0.0.1", 3260, "iqn.t10"), -1);
-    EXPECT_EQ(id("10.0.0.1", 3261, "iqn.t10"), -1);
-    EXPECT_EQ(id("10.0.0.1", 3260, "iqn.t1"), 1);
-    EXPECT_EQ(id("10.0.0.1", 3260, "iqn.t"), -1);
+    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.t10"), 10);
+    EXPECT_EQ(_QuerySessionID("010.0.0.1", 3260, "iqn.t10"), -1);
+    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3261, "iqn.t10"), -1);
+    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.t1"), 1);
+    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.t"), -1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kernels, SysfsForms,
-                         testing::Values(host::SysfsForm::today, host::SysfsForm::older));
+constexpr host::SysfsForm forms[] = {host::SysfsForm::today, host::SysfsForm::older};
+INSTANTIATE_TEST_SUITE_P(Kernels, SysfsForms, testing::ValuesIn(forms));
 
-TEST_F(Sessions, NoSessionLeavesTheOutputsAlone) {
+TEST_F(Sessions, NothingIsWrittenWithoutASessionOrAPointer) {
     count = bytes = 77;
     EXPECT_EQ(initiator.QuerySessionCount(&count), success);
     EXPECT_EQ(initiator.QuerySessionList(&count, &count, &bytes), no_such_session);
@@ -91,11 +88,7 @@ TEST_F(Sessions, NoSessionLeavesTheOutputsAlone) {
     EXPECT_EQ(count, 77u);
     EXPECT_EQ(bytes, 77u);
     EXPECT_TRUE(host::log_entries().empty());
-}
-
-TEST_F(Sessions, OnlyBothPointersGetRecords) {
     host::add_session({1});
-    bytes = 77;
     EXPECT_EQ(initiator.QuerySessionList(nullptr, &count, &bytes), success);
     EXPECT_EQ(count, 1u);
     EXPECT_EQ(bytes, 77u);
@@ -115,28 +108,21 @@ TEST_F(Sessions, ConnectionsStayValidAndBounded) {
 
 TEST_F(Sessions, MoreThan255) {
     for (int number = 1; number <= 300; ++number) {
-        host::add_session(
-            {.number = number, .target = "iqn.t" + std::to_string(number), .scsi_host = number});
+        host::add_session({number, "iqn.t" + std::to_string(number), number});
     }
     const auto sessions = list();
     ASSERT_EQ(sessions.size(), 300u);
     EXPECT_STREQ(sessions[299].TargetName, "iqn.t300");
     EXPECT_EQ(sessions[299].SessionId[0], 44);
-    const _ConnectionInformation* shared = sessions[43].Connections;
-    EXPECT_TRUE(sessions[299].Connections == shared) << "read by the number's low 8 bits";
+    EXPECT_TRUE(sessions[299].Connections == +sessions[43].Connections) << "read by the number's low 8 bits";
 }
 
 TEST_F(Sessions, ATargetNameIsTheFirstWordOfTheFirstLine) {
     const std::pair<std::string, std::string> attributes[] = {
-        {"", ""},
-        {"<NULL>\n", ""},
-        {"<NULL>iqn.x\n", ""},
-        {"iqn.x", "iqn.x"},
-        {"  \tiqn.x  iqn.y\n", "iqn.x"},
-        {"\niqn.x\n", ""},
+        {"", ""}, {"<NULL>\n", ""}, {"<NULL>iqn.x\n", ""}, {"\niqn.x\n", ""},
+        {"iqn.x", "iqn.x"}, {"  \tiqn.x  iqn.y\n", "iqn.x"},
         {std::string(255, 'n') + "\n", std::string(255, 'n')},
-        {std::string(5000, 'n') + "\n", std::string(255, 'n')},
-        {std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
+        {std::string(5000, 'n') + "\n", std::string(255, 'n')}, {std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
         {"\xff\xfe\x01\n", "\xff\xfe\x01"},
     };
     host::add_session({1});
@@ -149,18 +135,14 @@ TEST_F(Sessions, ATargetNameIsTheFirstWordOfTheFirstLine) {
 }
 
 TEST_F(Sessions, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
-    host::add_session({1});
-    host::add_session({2});
-    host::add_session({3});
+    for (const int number : {1, 2, 3}) host::add_session({number});
     host::remove(entry(2) + "/targetname");
     host::make_link("/sys/class/iscsi_session/session9", "nowhere");
     host::write_file("/sys/class/iscsi_session/odd/targetname", "iqn.odd\n");
     const auto sessions = list();
     ASSERT_EQ(sessions.size(), 5u);
     const _SessionInformation zero{};
-    for (const std::size_t odd : {0UL, 2UL, 4UL}) {
-        EXPECT_EQ(std::memcmp(&sessions[odd], &zero, sizeof zero), 0) << odd;
-    }
+    for (const int odd : {0, 2, 4}) EXPECT_EQ(std::memcmp(&sessions.data()[odd], &zero, 554), 0) << odd;
     EXPECT_EQ(sessions[1].SessionId[0], 1);
     EXPECT_EQ(sessions[3].SessionId[0], 3);
 }
@@ -170,7 +152,7 @@ TEST_F(Sessions, TheInitiatorNamesTroublesDoNotReachTheStatus) {
     for (const std::string& name : {std::string{}, std::string(224, 'n'), std::string(300, 'n')}) {
         host::set_initiator_name(name);
         EXPECT_EQ(list().size(), 1u);
-        EXPECT_EQ(id("10.0.0.1", 3260, "iqn.2024-01.example.array:disks"), 1);
+        EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.2024-01.example.array:disks"), 1);
     }
     host::remove("/etc/iscsi/initiatorname.iscsi");
     EXPECT_STREQ(list()[0].InitiatorName, "");
@@ -184,26 +166,19 @@ constexpr const char* device_link = "/sys/class/iscsi_session/session1/device";
 TEST_F(Sessions, AConnectionFileByFile) {
     const std::vector<int> good{10, 0, 0, 1};
     const struct {
-        const char* file;
-        const char* text;  // null: the file is missing
+        const char *file, *text;  // no text: the file is missing
         int result;
         std::vector<int> target;
-        int port;
-        int first_initiator_byte;
+        int port, first_initiator_byte;
     } cases[] = {
-        {address_file, nullptr, 1, {}, 0, 0},
-        {port_file, nullptr, 1, {}, 0, 0},
-        {host_file, nullptr, 1, {}, 0, 0},
-        {device_link, nullptr, -1, good, 3260, 0},
-        {address_file, "<NULL>\n", 0, {}, 3260, 10},
-        {address_file, "", 0, {}, 3260, 10},
-        {address_file, "..10.0..0.1.\n", 0, good, 3260, 10},
-        {address_file, "fe80::1\n", 0, {0}, 3260, 10},
+        {address_file, nullptr, 1, {}, 0, 0}, {port_file, nullptr, 1, {}, 0, 0},
+        {host_file, nullptr, 1, {}, 0, 0}, {device_link, nullptr, -1, good, 3260, 0},
+        {address_file, "<NULL>\n", 0, {}, 3260, 10}, {address_file, "", 0, {}, 3260, 10},
+        {address_file, "..10.0..0.1.\n", 0, good, 3260, 10}, {address_file, "fe80::1\n", 0, {0}, 3260, 10},
         {address_file, "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n", 0,
          {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}, 3260, 10},
         {address_file, "266.256.-1.99999999999999999999\n", 0, {10, 0, 255, 255}, 3260, 10},
-        {port_file, "<NULL>\n", 0, good, 0, 10},
-        {port_file, "many\n", 0, good, 0, 10},
+        {port_file, "<NULL>\n", 0, good, 0, 10}, {port_file, "many\n", 0, good, 0, 10},
         {host_file, "(null)\n", 0, good, 3260, 0},
     };
     for (const auto& c : cases) {
@@ -211,10 +186,8 @@ TEST_F(Sessions, AConnectionFileByFile) {
         host::add_session({1});
         host::remove(c.file);
         if (c.text != nullptr) host::write_file(c.file, c.text);
-
-        const unsigned char session[16] = {1};
-        _ConnectionInformation* connection = nullptr;
-        EXPECT_EQ(_QueryConnectionList("", session, &connection), c.result);
+        _ConnectionInformation* connection;
+        EXPECT_EQ(query(connection), c.result);
         ASSERT_EQ(connection != nullptr, c.result != 1);
         if (connection == nullptr) continue;
         std::vector<int> expected = c.target;
@@ -229,22 +202,13 @@ TEST_F(Sessions, AConnectionFileByFile) {
 
 TEST_F(Sessions, TheScsiHostIsTheLastButOneComponent) {
     host::add_session({1});
-    const struct {
-        const char* link;
-        int result;
-    } links[] = {
-        {"../../../devices/platform/host3/session1", 0},
-        {"/host3/session1", 0},
-        {"../../host3x/session1", 0},
-        {"../../hosts/session1", -1},
-        {"session1", -1},
-        {"../../../session1", 0},
-    };
+    const std::pair<const char*, int> links[] = {
+        {"../../../devices/platform/host3/session1", 0}, {"/host3/session1", 0}, {"../../host3x/session1", 0},
+        {"../../hosts/session1", -1}, {"session1", -1}, {"../../../session1", 0}};
     for (const auto& [link, result] : links) {
         host::make_link(device_link, link);
-        const unsigned char session[16] = {1};
-        _ConnectionInformation* connection = nullptr;
-        EXPECT_EQ(_QueryConnectionList("", session, &connection), result) << link;
+        _ConnectionInformation* connection;
+        EXPECT_EQ(query(connection), result) << link;
         std::free(connection);
     }
 }
