@@ -108,7 +108,8 @@ int iscsid(int argc, char** argv) {
     ::close(ready[1]);
     wait_for_daemons(ready[0]);
     ::waitpid(child, nullptr, 0);
-    return processes_named("iscsid").size() == 2 ? 0 : 1;
+    // A process closes its files a moment before its new command line shows.
+    return wait_for_processes_named("iscsid", 2) ? 0 : 1;
 }
 
 }  // namespace simhost

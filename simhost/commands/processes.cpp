@@ -34,15 +34,19 @@ std::vector<pid_t> processes_named(std::string_view program) {
     return found;
 }
 
-bool end_processes_named(std::string_view program) {
+bool wait_for_processes_named(std::string_view program, std::size_t count) {
     using std::chrono::steady_clock;
-    for (const pid_t process : processes_named(program)) ::kill(process, SIGTERM);
     const auto deadline = steady_clock::now() + std::chrono::seconds(2);
-    while (!processes_named(program).empty()) {
+    while (processes_named(program).size() != count) {
         if (steady_clock::now() > deadline) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+bool end_processes_named(std::string_view program) {
+    for (const pid_t process : processes_named(program)) ::kill(process, SIGTERM);
+    return wait_for_processes_named(program, 0);
 }
 
 }  // namespace simhost
