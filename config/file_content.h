@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
-#include "core/base/secret_text.h"
 #include "core/base/host_files.h"
+#include "core/base/secret_text.h"
 
 namespace opinit {
 

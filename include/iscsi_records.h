@@ -24,13 +24,14 @@ inline constexpr unsigned int iscsi_node_property_slots = 36;
 /// of /etc/iscsi/iscsid.conf that the property table knows.
 struct _InitiatorNode {
     std::uint32_t reserved_0;
-    std::uint32_t node_valid;    ///< 1 once the settings are filled in, 0 when only the name was asked for
-    char node_name[256];         ///< the initiator name, at most 223 characters, zero-filled
+    std::uint32_t node_valid;  ///< 1 once the settings are filled in, 0 when only the name was asked for
+    char node_name[256];       ///< the initiator name, at most 223 characters, zero-filled
     char reserved_264[256];
-    char initiator_name[256];    ///< the same name again
+    char initiator_name[256];  ///< the same name again
     char reserved_776[20];
     std::uint8_t stack_running;  ///< 1 when the module is loaded and a daemon runs
-    _iSCSI_Property properties[iscsi_node_property_slots];  ///< name (id 1), settings in file order, end entry
+    _iSCSI_Property
+        properties[iscsi_node_property_slots];  ///< name (id 1), settings in file order, end entry
     char reserved_10157[8];
 };
 
@@ -45,11 +46,11 @@ struct _TargetPortalGroups {
 
 /// A target that discovery recorded (`GetTargetList`, `DiscoverTarget`).
 struct _TargetInformation {
-    std::uint32_t node_index;      ///< 1 in the target list, 0 in discovery results
-    char target_name[256];         ///< the target's iSCSI name, NUL-terminated
-    char info_text[256];           ///< always "NOT AVAILABLE"
-    std::uint8_t logged_in;        ///< 1 when a session to the target exists
-    std::uint8_t persistent;       ///< 1 when its node record says node.startup = automatic
+    std::uint32_t node_index;  ///< 1 in the target list, 0 in discovery results
+    char target_name[256];     ///< the target's iSCSI name, NUL-terminated
+    char info_text[256];       ///< always "NOT AVAILABLE"
+    std::uint8_t logged_in;    ///< 1 when a session to the target exists
+    std::uint8_t persistent;   ///< 1 when its node record says node.startup = automatic
     char reserved_518[9110];
     _TargetPortalGroups* portals;  ///< of use inside the library only; a caller must not follow it
     char reserved_9636[40];
@@ -57,20 +58,20 @@ struct _TargetInformation {
 
 /// What `LoginTarget` is asked for; filled by the agent, only read by the library.
 struct _LoginParams {
-    std::uint32_t node_index;          ///< must be 1
-    char target_name[256];             ///< the target's iSCSI name, NUL-terminated
+    std::uint32_t node_index;  ///< must be 1
+    char target_name[256];     ///< the target's iSCSI name, NUL-terminated
     char not_read_260[1];
-    std::uint8_t target_address[16];   ///< the portal's IPv4 address in the first 4 bytes
-    std::uint16_t target_port;         ///< the portal's TCP port
+    std::uint8_t target_address[16];  ///< the portal's IPv4 address in the first 4 bytes
+    std::uint16_t target_port;        ///< the portal's TCP port
     char not_read_279[17];
-    std::uint8_t persistent;           ///< non-zero: the portal's node records start automatically
-    std::uint8_t auth_method;          ///< 0: leave as it is; 2: CHAP both ways; else CHAP by the initiator
-    char username[64];                 ///< CHAP name of the initiator
-    char password[20];                 ///< CHAP secret of the initiator
-    char username_in[64];              ///< CHAP name of the target (both ways only)
-    char password_in[20];              ///< CHAP secret of the target (both ways only)
-    std::uint8_t header_digest;        ///< non-zero: ask for CRC32C header digests
-    std::uint8_t data_digest;          ///< non-zero: ask for CRC32C data digests
+    std::uint8_t persistent;     ///< non-zero: the portal's node records start automatically
+    std::uint8_t auth_method;    ///< 0: leave as it is; 2: CHAP both ways; else CHAP by the initiator
+    char username[64];           ///< CHAP name of the initiator
+    char password[20];           ///< CHAP secret of the initiator
+    char username_in[64];        ///< CHAP name of the target (both ways only)
+    char password_in[20];        ///< CHAP secret of the target (both ways only)
+    std::uint8_t header_digest;  ///< non-zero: ask for CRC32C header digests
+    std::uint8_t data_digest;    ///< non-zero: ask for CRC32C data digests
 };
 
 /// The first connection of a session (`GetList` type 42, `Connections` of a session record).
@@ -79,7 +80,7 @@ struct _ConnectionInformation {
     std::uint8_t InitiatorAddress[16];  ///< /sys/class/iscsi_host/host%u/ipaddress, one byte per component
     std::uint8_t TargetAddress[16];     ///< /sys/class/iscsi_connection/connection%d:0/address
     char reserved_33[2];
-    std::uint16_t TargetPort;           ///< /sys/class/iscsi_connection/connection%d:0/port
+    std::uint16_t TargetPort;  ///< /sys/class/iscsi_connection/connection%d:0/port
     char reserved_37[37];
 };
 
@@ -95,9 +96,9 @@ struct _SessionInformation {
 
 /// A LUN of a session and the disk behind it (`QueryDisks`).
 struct _DiskInformation {
-    char Size[64];            ///< bytes as decimal text; empty without a block device
-    char DeviceName[32];      ///< such as sdb; empty without a block device
-    std::uint8_t Host;        ///< SCSI address; the low 8 bits of each number
+    char Size[64];        ///< bytes as decimal text; empty without a block device
+    char DeviceName[32];  ///< such as sdb; empty without a block device
+    std::uint8_t Host;    ///< SCSI address; the low 8 bits of each number
     std::uint8_t Channel;
     std::uint8_t TargetId;
     std::uint8_t Lun;
@@ -119,8 +120,8 @@ struct _Version {
 struct _InitiatorVersion {
     char module_name[32];  ///< "iscsi_tcp"
     char reserved_32[32];
-    char version[64];      ///< at most 63 characters
-    char module_text[128]; ///< at most 127 characters
+    char version[64];       ///< at most 63 characters
+    char module_text[128];  ///< at most 127 characters
     char reserved_256[1];
 };
 

@@ -84,7 +84,8 @@ int _QuerySessionList(_SessionInformation** list, unsigned int* count, void* unu
 int _QuerySessionID(const char* address, unsigned short port, const char* target_name);
 /// The connection of the session whose number is `session[0]`. 0 done; 1 a file cannot be opened (null); -1
 /// out of memory (null) or SCSI host not known (the record lacks `InitiatorAddress`).
-int _QueryConnectionList(const char* unused_name, const unsigned char* session, _ConnectionInformation** list);
+int _QueryConnectionList(const char* unused_name, const unsigned char* session,
+                         _ConnectionInformation** list);
 /// The LUNs of a session (see `QueryDisks`). 0 done; -2 no such session (null); 12 out of memory (null).
 int _QueryDiskList(const char* session, _DiskInformation** list, unsigned int* count);
 /// Number of LUNs of a session. 0 done (`*count` left alone when they cannot be listed); -2 no such session;

@@ -53,8 +53,16 @@ TEST(Records, CopyAndRelease) {
 }
 
 TEST(Lines, PiecesAsTheCLibraryReadsThem) {
-    const std::string texts[] = {"", "a", "a\n", "\n\n", "abcdefgh", "abcdefg\nh", "a\nbcdef", "abcdefgh\n\nx",
-                                 std::string{"a\0b\n\0", 5}, std::string(9000, 'x') + "\ny"};
+    const std::string texts[] = {"",
+                                 "a",
+                                 "a\n",
+                                 "\n\n",
+                                 "abcdefgh",
+                                 "abcdefg\nh",
+                                 "a\nbcdef",
+                                 "abcdefgh\n\nx",
+                                 std::string{"a\0b\n\0", 5},
+                                 std::string(9000, 'x') + "\ny"};
     for (const std::string& text : texts) {
         host::write_file("/tmp/lines", text);
         const File file{"/tmp/lines", Access::read};

@@ -47,8 +47,10 @@ TEST(InitiatorName, IsTheFirstNameWord) {
                  {"# InitiatorName=iqn.a\nInitiatorName=iqn.b\n", "0 1 iqn.a"},
                  {"\r\n\tIInitiatorName==iqn.a=b\r\n", "0 1 iqn.a"},
                  {std::string("\0\xff=\n InitiatorName = iqn.a", 26), "0 0"},
-                 {"InitiatorName=\n", "-1 0"}, {"InitiatorName=" + n223, "0 1 " + n223},
-                 {"InitiatorName=n" + n223, "-2 0"}, {n5000 + "InitiatorName=iqn.a", "-2 0"},
+                 {"InitiatorName=\n", "-1 0"},
+                 {"InitiatorName=" + n223, "0 1 " + n223},
+                 {"InitiatorName=n" + n223, "-2 0"},
+                 {n5000 + "InitiatorName=iqn.a", "-2 0"},
                  {n5000 + " #" + n5000 + "InitiatorName= InitiatorName=iqn.a", "0 1 iqn.a"}});
     host::remove(name_file);
     EXPECT_EQ(read(1), "-1 0");
@@ -70,7 +72,8 @@ TEST(Settings, AreReadInFileOrder) {
         {"ERL\nERL =\n==\n=node.startup= ", "0 2 1=iqn.a 14="},
         {"ERL = \t1\r\nERL\t= 1\nnode.startup = a", "0 3 1=iqn.a 14=1 15=a"},
         {"#" + x159.substr(1) + "ERL = next_piece\n", "0 2 1=iqn.a 14=next_piece"},
-        {std::string("\0 = \xff\nERL = 1\n", 14), "0 2 1=iqn.a 14=1"}, {forty, first_34},
+        {std::string("\0 = \xff\nERL = 1\n", 14), "0 2 1=iqn.a 14=1"},
+        {forty, first_34},
     };
     expect_read(2, conf, contents);
     host::remove(conf);
@@ -107,10 +110,14 @@ TEST(OneProperty, IsTheFirstLineThatMentionsIt) {
     const std::tuple<std::string, unsigned char, int, std::string> cases[] = {
         {"#timeo.login_timeout = 9\n #timeo.login_timeout =  15 = 16 \n", 16, 0, " 15 = 16 "},
         {"x." + receive + "s=1\nnode.conn[0].iscsi." + receive + " = 2", 2, 0, "1"},
-        {"node.startup\nnode.startup = a\n", 15, -1, "old"}, {"node.startup =\n", 15, 0, ""},
+        {"node.startup\nnode.startup = a\n", 15, -1, "old"},
+        {"node.startup =\n", 15, 0, ""},
         {"#" + x159.substr(81) + "node.startup = next_piece\n", 15, 0, "next_piece"},
         {"IP Address = 10.0.0.1\n", 67, 0, "10.0.0.1"},
-        {"=\n", 16, -1, "old"}, {"=\n", 0, -1, "old"}, {"=\n", 78, -1, "old"}, {"=\n", 79, -1, "old"}};
+        {"=\n", 16, -1, "old"},
+        {"=\n", 0, -1, "old"},
+        {"=\n", 78, -1, "old"},
+        {"=\n", 79, -1, "old"}};
     for (const auto& [file, id, result, value] : cases) {
         host::write_file(conf, file);
         _iSCSI_Property out{4711, "old"}, expected{4711, {}};
@@ -131,9 +138,11 @@ TEST(Writer, ReplacesAndAppends) {
         {"my.node.startup = a", {{15, "b"}}, "my.node.startup = a\nnode.startup = b\n\n"},
         {"", {{38, "CHAP"}}, "node.session.auth.authmethod = CHAP\n\n"},
         {discovery + "=\n" + receive + "=", {{2, "a"}, {32, "b"}}, discovery + " = b\n" + receive + " = a\n"},
-        {"node.startup##iscsid = a\n #node.startup = a", {{15, "b"}},
+        {"node.startup##iscsid = a\n #node.startup = a",
+         {{15, "b"}},
          "node.startup##iscsid = a\n#node.startup = b\n"},
-        {"a", {{1, "iqn.b"}}, "a\n\n"}, {"a\n\n", {{1, "iqn.b"}}, "a\n\n"},
+        {"a", {{1, "iqn.b"}}, "a\n\n"},
+        {"a\n\n", {{1, "iqn.b"}}, "a\n\n"},
         {"a.InitiatorName\nInitiatorName = a", {{1, "iqn.b"}}, "a.InitiatorName\nInitiatorName = iqn.b\n"},
         {"ERL = " + x159 + "ERL = 1\nERL = 3", {{14, v256}}, "ERL = " + v256 + "\nERL = " + v256 + "\n"},
         {untouched, {{14, v256}}, untouched + "node.session.iscsi.ERL = " + v256 + "\n\n"},
@@ -149,8 +158,11 @@ TEST(Writer, ReplacesAndAppends) {
 
 TEST(Writer, RefusesBeforeItTouchesTheSettings) {
     std::vector<std::tuple<std::vector<Property>, int, std::string>> cases{
-        {{{78, "x"}}, 86, "iqn.a"}, {{{79, ""}}, 86, "iqn.a"}, {{{20, "a"}, {38, "b"}}, 187, "iqn.a"},
-        {{{3, "a"}, {4, "b"}}, 187, "iqn.a"}, {{{1, n223 + "n"}}, -3, "iqn.a"},
+        {{{78, "x"}}, 86, "iqn.a"},
+        {{{79, ""}}, 86, "iqn.a"},
+        {{{20, "a"}, {38, "b"}}, 187, "iqn.a"},
+        {{{3, "a"}, {4, "b"}}, 187, "iqn.a"},
+        {{{1, n223 + "n"}}, -3, "iqn.a"},
         {{{1, n223}, {33, ""}}, 86, n223},
         {{{14, "1"}, {1, "iqn.b"}, {1, "iqn.c"}}, 187, "iqn.c"}};
     for (const auto& row : iSCSI_PropertyTable) {

@@ -112,12 +112,14 @@ TEST_F(LifeCycle, FromStoppedToStopped) {
     EXPECT_EQ(count, 3u);
     EXPECT_STREQ(disks[2].Model, "ARCHIVE-DISK");
     unsigned char portals[290];
-    EXPECT_EQ(initiator.GetList(1, LIST_PORTAL_GROUPS, portals, &bytes, "iqn.2024-01.example.array:disks"), success);
+    EXPECT_EQ(initiator.GetList(1, LIST_PORTAL_GROUPS, portals, &bytes, "iqn.2024-01.example.array:disks"),
+              success);
     EXPECT_EQ(bytes, 58u);
 
     EXPECT_EQ(call(stop_initiator, 1), cannot_stop_session_active);
     EXPECT_EQ(call(remove_target, 1, address, static_cast<unsigned short>(3260), nothing), session_active);
-    EXPECT_EQ(call(remove_persistent_target, 1, static_cast<char*>(nullptr), address, 3260u, nothing), success);
+    EXPECT_EQ(call(remove_persistent_target, 1, static_cast<char*>(nullptr), address, 3260u, nothing),
+              success);
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(call(logout_target, 1, static_cast<unsigned char*>(sessions[i].SessionId)), success);
     }

@@ -57,7 +57,9 @@ bool restore() {
 }  // namespace memory
 
 // The library's own allocations end here too: these names stand before the C library's.
-extern "C" void* malloc(std::size_t size) { return fails() ? nullptr : __libc_malloc(size); }
+extern "C" void* malloc(std::size_t size) {
+    return fails() ? nullptr : __libc_malloc(size);
+}
 extern "C" void* calloc(std::size_t count, std::size_t size) {
     return fails() ? nullptr : __libc_calloc(count, size);
 }
@@ -87,13 +89,19 @@ struct Operation {
     std::function<unsigned int(OpenInitiator&)> call;
     std::set<unsigned int> answers;  // what it may say when an allocation failed
 };
-std::ostream& operator<<(std::ostream& out, const Operation& operation) { return out << operation.name; }
+std::ostream& operator<<(std::ostream& out, const Operation& operation) {
+    return out << operation.name;
+}
 
 const Operation table[] = {
     {"QuerySessionCount", [](auto& o) { return o.QuerySessionCount(&count); }, {99, 183, 182}},
-    {"QuerySessionList", [](auto& o) { return o.QuerySessionList(buffer, &count, &bytes); }, {0, 99, 183, 182}},
+    {"QuerySessionList",
+     [](auto& o) { return o.QuerySessionList(buffer, &count, &bytes); },
+     {0, 99, 183, 182}},
     {"QueryDiskCount", [](auto& o) { return o.QueryDiskCount(session_id, &count); }, {99, 183, 182}},
-    {"QueryDisks", [](auto& o) { return o.QueryDisks(session_id, buffer, &count, &bytes); }, {0, 99, 183, 182}},
+    {"QueryDisks",
+     [](auto& o) { return o.QueryDisks(session_id, buffer, &count, &bytes); },
+     {0, 99, 183, 182}},
     {"GetInitiatorList", [](auto& o) { return o.GetInitiatorList(buffer, &bytes); }, {0, 191, 182}},
     {"GetProperty", [](auto& o) { return o.GetProperty(1, 0, buffer, &bytes); }, {0, 191, 182}},
     {"GetTargetList", [](auto& o) { return o.GetTargetList(1, 0, buffer, &bytes); }, {0, 2, 179}},
@@ -112,7 +120,8 @@ const Operation table[] = {
     {"LogoutTarget", [](auto& o) { return o.LogoutTarget(1, session_id); }, {99, 183, 182}},
     {"RemoveTarget", [](auto& o) { return o.RemoveTarget(1, address, 3260, nullptr); }, {99, 179, 183, 182}},
     {"RemovePersistentTarget",
-     [](auto& o) { return o.RemovePersistentTarget(1, nullptr, address, 3260, nullptr); }, {99, 183, 182}},
+     [](auto& o) { return o.RemovePersistentTarget(1, nullptr, address, 3260, nullptr); },
+     {99, 183, 182}},
     {"SetProperty",
      [](auto& o) {
          _iSCSI_Property properties[] = {{7, "No"}, {78, ""}};
@@ -135,7 +144,8 @@ const Operation table[] = {
      },
      {0xFFFFFFFF, 191, 183, 182}},
     {"GetInitiatorVersion",
-     [](auto& o) { return o.GetInitiatorVersion(reinterpret_cast<char*>(buffer), &bytes); }, {99}},
+     [](auto& o) { return o.GetInitiatorVersion(reinterpret_cast<char*>(buffer), &bytes); },
+     {99}},
     {"StopInitiator", [](auto& o) { return o.StopInitiator(1); }, {99, 191, 183, 182}},
 };
 
@@ -156,8 +166,8 @@ protected:
     static void recreate_targets() {
         for (const char* portal : {"10.0.0.1,3260", "10.0.0.2,3260"}) {
             for (const char* target : {"iqn.a", "iqn.b"}) {
-                host::write_file(std::string{"/var/lib/iscsi/send_targets/"} + portal + "/" + target + "," + portal +
-                                     ",1,default",
+                host::write_file(std::string{"/var/lib/iscsi/send_targets/"} + portal + "/" + target + "," +
+                                     portal + ",1,default",
                                  "");
             }
         }
@@ -179,7 +189,8 @@ TEST_P(OutOfMemory, EveryAllocationFailsOnce) {
             one_only ? memory::fail_only(n) : memory::fail_from(n);
             const unsigned int status = GetParam().call(initiator);
             failed = memory::restore();
-            EXPECT_TRUE(status == healthy || GetParam().answers.contains(status)) << status << " at allocation " << n;
+            EXPECT_TRUE(status == healthy || GetParam().answers.contains(status))
+                << status << " at allocation " << n;
         }
     }
     EXPECT_LT(n, most);
@@ -197,7 +208,9 @@ INSTANTIATE_TEST_SUITE_P(Operations, OutOfMemory, testing::ValuesIn(table), [](c
 }  // namespace
 
 // Commands are not run: only what the library itself does is on trial.
-extern "C" int system(const char*) { return 0; }
+extern "C" int system(const char*) {
+    return 0;
+}
 
 // Nor is the maker's runtime library, whatever stands in for it.
 extern "C" int getModinfo(const char*, char* version, char*) {

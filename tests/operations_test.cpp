@@ -132,12 +132,16 @@ INSTANTIATE_TEST_SUITE_P(Operations, Checks, testing::ValuesIn(table),
 TEST(Frame, FixedAnswersNeedNoStack) {
     host::remove_stack();
     OpenInitiator o;
-    const std::vector<unsigned int> answers{
-        o.AddConnection(0, nullptr, nullptr, nullptr, 0), o.RemoveConnection(0, nullptr, nullptr),
-        o.AddTargetEntry(0, nullptr, nullptr, 0), o.AddTargetChapEntry(0, nullptr, nullptr),
-        o.DelTargetChapEntry(0, nullptr, nullptr), o.AddInitiatorNode(nullptr, nullptr),
-        o.RemoveInitiatorNode(1), o.GetTargetList(-1, 0, nullptr, nullptr),
-        o.GetTargetList(0, 0, nullptr, nullptr), o.IsServiceAvailable()};
+    const std::vector<unsigned int> answers{o.AddConnection(0, nullptr, nullptr, nullptr, 0),
+                                            o.RemoveConnection(0, nullptr, nullptr),
+                                            o.AddTargetEntry(0, nullptr, nullptr, 0),
+                                            o.AddTargetChapEntry(0, nullptr, nullptr),
+                                            o.DelTargetChapEntry(0, nullptr, nullptr),
+                                            o.AddInitiatorNode(nullptr, nullptr),
+                                            o.RemoveInitiatorNode(1),
+                                            o.GetTargetList(-1, 0, nullptr, nullptr),
+                                            o.GetTargetList(0, 0, nullptr, nullptr),
+                                            o.IsServiceAvailable()};
     EXPECT_EQ(answers, (std::vector<unsigned int>{89, 89, 89, 89, 89, 176, 184, 172, 176, 0}));
     EXPECT_TRUE(host::log_entries().empty());
 }
@@ -145,13 +149,17 @@ TEST(Frame, FixedAnswersNeedNoStack) {
 TEST(Frame, NullWhereItHasNoMeaningIsRefused) {
     host::start_stack();
     OpenInitiator o;
-    const unsigned int answers[] = {
-        o.LoginTarget(nullptr), o.LogoutTarget(1, nullptr), o.SetProperty(1, nullptr),
-        o.DiscoverTarget(1, nullptr, 1, nullptr, nullptr, &count, nullptr),
-        o.DiscoverTarget(1, address, 1, nullptr, nullptr, nullptr, nullptr),
-        o.QuerySessionCount(nullptr), o.QuerySessionList(nullptr, nullptr, nullptr),
-        o.QueryDiskCount(nullptr, &count), o.QueryDisks(session_id, nullptr, nullptr, nullptr),
-        o.RemoveTarget(1, nullptr, 1, nullptr), o.RemovePersistentTarget(1, nullptr, nullptr, 1, nullptr)};
+    const unsigned int answers[] = {o.LoginTarget(nullptr),
+                                    o.LogoutTarget(1, nullptr),
+                                    o.SetProperty(1, nullptr),
+                                    o.DiscoverTarget(1, nullptr, 1, nullptr, nullptr, &count, nullptr),
+                                    o.DiscoverTarget(1, address, 1, nullptr, nullptr, nullptr, nullptr),
+                                    o.QuerySessionCount(nullptr),
+                                    o.QuerySessionList(nullptr, nullptr, nullptr),
+                                    o.QueryDiskCount(nullptr, &count),
+                                    o.QueryDisks(session_id, nullptr, nullptr, nullptr),
+                                    o.RemoveTarget(1, nullptr, 1, nullptr),
+                                    o.RemovePersistentTarget(1, nullptr, nullptr, 1, nullptr)};
     for (const unsigned int answer : answers) EXPECT_EQ(answer, bad_parameters);
     host::remove("/etc/iscsi/iscsid.conf");
     EXPECT_EQ(o.QuerySessionCount(&count), success) << "it runs without a configuration file";

@@ -119,10 +119,15 @@ TEST_F(Sessions, MoreThan255) {
 
 TEST_F(Sessions, ATargetNameIsTheFirstWordOfTheFirstLine) {
     const std::pair<std::string, std::string> attributes[] = {
-        {"", ""}, {"<NULL>\n", ""}, {"<NULL>iqn.x\n", ""}, {"\niqn.x\n", ""},
-        {"iqn.x", "iqn.x"}, {"  \tiqn.x  iqn.y\n", "iqn.x"},
+        {"", ""},
+        {"<NULL>\n", ""},
+        {"<NULL>iqn.x\n", ""},
+        {"\niqn.x\n", ""},
+        {"iqn.x", "iqn.x"},
+        {"  \tiqn.x  iqn.y\n", "iqn.x"},
         {std::string(255, 'n') + "\n", std::string(255, 'n')},
-        {std::string(5000, 'n') + "\n", std::string(255, 'n')}, {std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
+        {std::string(5000, 'n') + "\n", std::string(255, 'n')},
+        {std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
         {"\xff\xfe\x01\n", "\xff\xfe\x01"},
     };
     host::add_session({1});
@@ -171,14 +176,23 @@ TEST_F(Sessions, AConnectionFileByFile) {
         std::vector<int> target;
         int port, first_initiator_byte;
     } cases[] = {
-        {address_file, nullptr, 1, {}, 0, 0}, {port_file, nullptr, 1, {}, 0, 0},
-        {host_file, nullptr, 1, {}, 0, 0}, {device_link, nullptr, -1, good, 3260, 0},
-        {address_file, "<NULL>\n", 0, {}, 3260, 10}, {address_file, "", 0, {}, 3260, 10},
-        {address_file, "..10.0..0.1.\n", 0, good, 3260, 10}, {address_file, "fe80::1\n", 0, {0}, 3260, 10},
-        {address_file, "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n", 0,
-         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}, 3260, 10},
+        {address_file, nullptr, 1, {}, 0, 0},
+        {port_file, nullptr, 1, {}, 0, 0},
+        {host_file, nullptr, 1, {}, 0, 0},
+        {device_link, nullptr, -1, good, 3260, 0},
+        {address_file, "<NULL>\n", 0, {}, 3260, 10},
+        {address_file, "", 0, {}, 3260, 10},
+        {address_file, "..10.0..0.1.\n", 0, good, 3260, 10},
+        {address_file, "fe80::1\n", 0, {0}, 3260, 10},
+        {address_file,
+         "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n",
+         0,
+         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
+         3260,
+         10},
         {address_file, "266.256.-1.99999999999999999999\n", 0, {10, 0, 255, 255}, 3260, 10},
-        {port_file, "<NULL>\n", 0, good, 0, 10}, {port_file, "many\n", 0, good, 0, 10},
+        {port_file, "<NULL>\n", 0, good, 0, 10},
+        {port_file, "many\n", 0, good, 0, 10},
         {host_file, "(null)\n", 0, good, 3260, 0},
     };
     for (const auto& c : cases) {
@@ -202,9 +216,12 @@ TEST_F(Sessions, AConnectionFileByFile) {
 
 TEST_F(Sessions, TheScsiHostIsTheLastButOneComponent) {
     host::add_session({1});
-    const std::pair<const char*, int> links[] = {
-        {"../../../devices/platform/host3/session1", 0}, {"/host3/session1", 0}, {"../../host3x/session1", 0},
-        {"../../hosts/session1", -1}, {"session1", -1}, {"../../../session1", 0}};
+    const std::pair<const char*, int> links[] = {{"../../../devices/platform/host3/session1", 0},
+                                                 {"/host3/session1", 0},
+                                                 {"../../host3x/session1", 0},
+                                                 {"../../hosts/session1", -1},
+                                                 {"session1", -1},
+                                                 {"../../../session1", 0}};
     for (const auto& [link, result] : links) {
         host::make_link(device_link, link);
         _ConnectionInformation* connection;

@@ -14,9 +14,11 @@ template <class... Arguments>
 #ifdef __clang__
 __attribute__((no_sanitize("function")))
 #endif
-unsigned int call_slot(ISCSI_Initiator& initiator, int slot, Arguments... arguments) {
+unsigned int
+call_slot(ISCSI_Initiator& initiator, int slot, Arguments... arguments) {
     void** table = *reinterpret_cast<void***>(&initiator);
-    const auto operation = reinterpret_cast<unsigned int (*)(ISCSI_Initiator*, Arguments...)>(table[first_slot + slot]);
+    const auto operation =
+        reinterpret_cast<unsigned int (*)(ISCSI_Initiator*, Arguments...)>(table[first_slot + slot]);
     return operation(&initiator, arguments...);
 }
 

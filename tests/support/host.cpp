@@ -32,7 +32,8 @@ std::string module_file() {
 }
 
 // A class entry of today's kernels is a link to the device's own directory.
-void add_class_entry(const std::string& class_name, const std::string& entry, const std::string& device_path) {
+void add_class_entry(const std::string& class_name, const std::string& entry,
+                     const std::string& device_path) {
     make_directory("/sys/devices/" + device_path);
     make_link("/sys/class/" + class_name + "/" + entry, "../../devices/" + device_path);
 }
@@ -44,8 +45,8 @@ void add_lun(const std::string& address, const std::string& target_path, const L
     if (!lun.vendor.empty()) write_file(directory + "/vendor", lun.vendor + "\n");
     if (!lun.model.empty()) write_file(directory + "/model", lun.model + "\n");
     if (lun.device.empty()) return;
-    const std::string block = form == SysfsForm::today ? directory + "/block/" + lun.device
-                                                       : "/sys/block/" + lun.device;
+    const std::string block =
+        form == SysfsForm::today ? directory + "/block/" + lun.device : "/sys/block/" + lun.device;
     write_file(block + "/size", lun.sectors + "\n");
     if (form == SysfsForm::older) make_link(directory + "/block:" + lun.device, block);
 }
@@ -65,14 +66,20 @@ std::string read_file(const std::string& path) {
     return {std::istreambuf_iterator<char>{file}, {}};
 }
 
-bool exists(const std::string& path) { return fs::exists(fs::symlink_status(path)); }
-void make_directory(const std::string& path) { fs::create_directories(path); }
+bool exists(const std::string& path) {
+    return fs::exists(fs::symlink_status(path));
+}
+void make_directory(const std::string& path) {
+    fs::create_directories(path);
+}
 void make_link(const std::string& path, const std::string& target) {
     make_directory(fs::path{path}.parent_path());
     fs::remove_all(path);
     fs::create_symlink(target, path);
 }
-void remove(const std::string& path) { fs::remove_all(path); }
+void remove(const std::string& path) {
+    fs::remove_all(path);
+}
 
 void install_stack() {
     if (!exists("/etc/iscsi/iscsid.conf")) write_file("/etc/iscsi/iscsid.conf", "");
@@ -125,7 +132,8 @@ void add_session(const Session& session, SysfsForm form) {
     write_file(entry + "/targetname", session.target + "\n");
 
     const std::string connection = "connection" + number + ":0";
-    add_class_entry("iscsi_connection", connection, device + "/" + connection + "/iscsi_connection/" + connection);
+    add_class_entry("iscsi_connection", connection,
+                    device + "/" + connection + "/iscsi_connection/" + connection);
     write_file("/sys/class/iscsi_connection/" + connection + "/address", session.address + "\n");
     write_file("/sys/class/iscsi_connection/" + connection + "/port", session.port + "\n");
 

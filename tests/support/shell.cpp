@@ -14,8 +14,12 @@ std::size_t answered = 0;
 
 }  // namespace
 
-const std::vector<std::string>& commands() { return recorded; }
-void forget() { recorded.clear(); }
+const std::vector<std::string>& commands() {
+    return recorded;
+}
+void forget() {
+    recorded.clear();
+}
 void answer(std::vector<Answer> answers) {
     scripted = std::move(answers);
     answered = 0;
