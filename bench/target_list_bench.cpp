@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
 
 namespace {

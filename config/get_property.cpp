@@ -5,8 +5,8 @@
 #include "config/iscsid_conf.h"
 #include "core/base/host_files.h"
 #include "core/base/text.h"
-#include "include/iscsi_properties.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_properties.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 using namespace opinit;
 

@@ -5,7 +5,7 @@
 #include "config/initiator_name.h"
 #include "config/settings.h"
 #include "core/base/record_list.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 using namespace opinit;
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "include/iscsi_properties.h"
+#include "kvlinopinitr/iscsi_properties.h"
 
 namespace opinit {
 

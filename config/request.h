@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "include/iscsi_properties.h"
-#include "include/iscsi_records.h"
+#include "kvlinopinitr/iscsi_properties.h"
+#include "kvlinopinitr/iscsi_records.h"
 
 namespace opinit {
 

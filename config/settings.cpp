@@ -10,7 +10,7 @@
 #include "config/tokens.h"
 #include "core/base/host_files.h"
 #include "core/base/text.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinit {
 namespace {

@@ -1,7 +1,7 @@
 // The settings of an initiator node.
 #pragma once
 
-#include "include/iscsi_records.h"
+#include "kvlinopinitr/iscsi_records.h"
 
 namespace opinit {
 

@@ -7,7 +7,7 @@
 #include "config/rewritten_settings.h"
 #include "config/temporary_file.h"
 #include "core/base/no_exceptions.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 using namespace opinit;
 

@@ -2,7 +2,7 @@
 // operations return, so the operations call them by their exported names.
 #include <cstdint>
 
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace {
 

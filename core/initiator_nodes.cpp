@@ -1,7 +1,7 @@
 #include "core/initiator_nodes.h"
 
-#include "include/iscsi_status.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinit {
 

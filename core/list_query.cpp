@@ -5,9 +5,9 @@
 #include "core/base/record_list.h"
 #include "core/base/text.h"
 #include "core/initiator_nodes.h"
-#include "include/iscsi_initiator.h"
-#include "include/iscsi_status.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_initiator.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "targets/target_list.h"
 
 namespace opinit {

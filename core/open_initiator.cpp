@@ -1,5 +1,5 @@
 // The 28 operations: check, call, deliver, report.
-#include "include/open_initiator.h"
+#include "kvlinopinitr/open_initiator.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -12,10 +12,10 @@
 #include "core/list_query.h"
 #include "core/start_stop.h"
 #include "core/versions.h"
-#include "include/iscsi_properties.h"
-#include "include/iscsi_status.h"
-#include "include/iscsi_target.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_properties.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/iscsi_target.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "platform/kvlinhw.h"
 #include "sessions/session_list.h"
 #include "targets/removal.h"

@@ -4,8 +4,8 @@
 
 #include "core/base/command.h"
 #include "core/initiator_nodes.h"
-#include "include/iscsi_status.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "platform/kvlinhw.h"
 
 namespace opinit {

@@ -2,7 +2,7 @@
 
 #include "core/base/record_list.h"
 #include "core/base/text.h"
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 #include "platform/kvlinhw.h"
 
 namespace opinit {

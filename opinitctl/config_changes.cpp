@@ -2,7 +2,7 @@
 
 #include <fstream>
 
-#include "iscsi_properties.h"
+#include "kvlinopinitr/iscsi_properties.h"
 #include "property_keys.h"
 #include "secret.h"
 

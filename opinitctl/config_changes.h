@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "iscsi_records.h"
+#include "kvlinopinitr/iscsi_records.h"
 #include "table.h"
 
 namespace opinitctl {

@@ -5,7 +5,7 @@
 #include "commands.h"
 #include "doctor_checks.h"
 #include "errors.h"
-#include "open_initiator.h"
+#include "kvlinopinitr/open_initiator.h"
 
 namespace opinitctl {
 namespace {

@@ -12,9 +12,9 @@
 #include <memory>
 #include <sstream>
 
-#include "iscsi_records.h"
-#include "iscsi_status.h"
-#include "open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_records.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "table.h"
 
 namespace opinitctl {

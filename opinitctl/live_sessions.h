@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "iscsi_initiator.h"
-#include "iscsi_records.h"
+#include "kvlinopinitr/iscsi_initiator.h"
+#include "kvlinopinitr/iscsi_records.h"
 #include "portal.h"
 #include "table.h"
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "errors.h"
+#include "kvlinopinitr/open_initiator.h"
 #include "live_sessions.h"
-#include "open_initiator.h"
 #include "operation.h"
 #include "portal.h"
 #include "safe_text.h"

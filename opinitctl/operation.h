@@ -4,8 +4,8 @@
 #include <string>
 
 #include "command_output.h"
-#include "iscsi_initiator.h"
-#include "iscsi_status.h"
+#include "kvlinopinitr/iscsi_initiator.h"
+#include "kvlinopinitr/iscsi_status.h"
 
 namespace opinitctl {
 

@@ -6,7 +6,7 @@
 
 #include "arguments.h"
 #include "errors.h"
-#include "iscsi_properties.h"
+#include "kvlinopinitr/iscsi_properties.h"
 
 namespace opinitctl {
 namespace {

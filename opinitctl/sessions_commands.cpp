@@ -6,8 +6,8 @@
 #include "answer_buffer.h"
 #include "arguments.h"
 #include "commands.h"
+#include "kvlinopinitr/open_initiator.h"
 #include "live_sessions.h"
-#include "open_initiator.h"
 #include "operation.h"
 
 namespace opinitctl {

@@ -6,9 +6,9 @@
 #include "arguments.h"
 #include "commands.h"
 #include "errors.h"
-#include "iscsi_records.h"
-#include "open_initiator.h"
-#include "open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_records.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "operation.h"
 
 namespace opinitctl {

@@ -6,9 +6,9 @@
 #include "arguments.h"
 #include "commands.h"
 #include "errors.h"
+#include "kvlinopinitr/open_initiator.h"
 #include "live_sessions.h"
 #include "login.h"
-#include "open_initiator.h"
 #include "operation.h"
 #include "portal.h"
 

@@ -6,7 +6,7 @@
 #include "core/base/address.h"
 #include "core/base/no_exceptions.h"
 #include "core/base/record_list.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
 #include "sessions/scsi_host.h"
 

@@ -9,7 +9,7 @@
 #include "core/base/no_exceptions.h"
 #include "core/base/record_list.h"
 #include "core/base/text.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
 #include "sessions/block_device.h"
 #include "sessions/find_session.h"

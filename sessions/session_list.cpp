@@ -8,7 +8,7 @@
 #include "config/initiator_name.h"
 #include "core/base/host_files.h"
 #include "core/base/text.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
 
 namespace opinit {

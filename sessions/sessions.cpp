@@ -7,7 +7,7 @@
 #include "core/base/host_files.h"
 #include "core/base/no_exceptions.h"
 #include "core/base/text.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
 #include "sessions/find_session.h"
 #include "sessions/session_list.h"

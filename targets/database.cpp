@@ -9,7 +9,7 @@
 #include "core/base/host_files.h"
 #include "core/base/no_exceptions.h"
 #include "core/base/record_list.h"
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 #include "targets/names.h"
 
 namespace opinit {

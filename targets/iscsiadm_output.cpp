@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 
 namespace opinit {
 namespace {

@@ -5,8 +5,8 @@
 #include "core/base/command.h"
 #include "core/base/no_exceptions.h"
 #include "core/base/text.h"
-#include "include/iscsi_status.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "targets/iscsiadm_output.h"
 #include "targets/names.h"
 

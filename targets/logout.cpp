@@ -1,8 +1,8 @@
 // Logging a session out.
 #include "core/base/command.h"
 #include "core/base/no_exceptions.h"
-#include "include/iscsi_status.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/find_session.h"
 
 using namespace opinit;

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinit {
 

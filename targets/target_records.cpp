@@ -5,7 +5,7 @@
 
 #include "core/base/record_list.h"
 #include "core/base/text.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinit {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "include/iscsi_records.h"
+#include "kvlinopinitr/iscsi_records.h"
 
 namespace opinit {
 

@@ -7,7 +7,7 @@
 #include "core/base/command.h"
 #include "core/base/host_files.h"
 #include "core/base/record_list.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
 
 namespace opinit {

@@ -4,8 +4,8 @@
 
 #include <new>
 
-#include "include/iscsi_status.h"
-#include "include/iscsi_target.h"
+#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/iscsi_target.h"
 #include "tests/support/agent.h"
 #include "tests/support/host.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 #include "tests/support/agent.h"
 #include "tests/support/host.h"
 

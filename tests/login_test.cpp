@@ -6,7 +6,7 @@
 #include <cstring>
 #include <tuple>
 
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <functional>
 #include <set>
 
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 #include "tests/support/agent.h"
 #include "tests/support/host.h"
 

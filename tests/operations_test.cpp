@@ -5,7 +5,7 @@
 #include <functional>
 #include <ostream>
 
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 #include "tests/support/agent.h"
 #include "tests/support/host.h"
 

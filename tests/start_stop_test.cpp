@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 #include "tests/support/agent.h"
 #include "tests/support/host.h"
 

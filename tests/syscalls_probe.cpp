@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "include/open_initiator.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace {
 

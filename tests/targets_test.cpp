@@ -9,8 +9,8 @@
 #include <sstream>
 #include <tuple>
 
-#include "include/open_initiator.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 const char* tmperrfile = "/tmp/opiscsierr";
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <utility>
 
-#include "include/iscsi_records.h"
+#include "kvlinopinitr/iscsi_records.h"
 
 namespace opinit {
 

@@ -1,6 +1,6 @@
 #include "core/base/status.h"
 
-#include "include/iscsi_status.h"
+#include "kvlinopinitr/iscsi_status.h"
 
 const iSCSI_StatusMessage OpenIscsiErrStr[34] = {
     {0, "Success"},

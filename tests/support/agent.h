@@ -4,8 +4,8 @@
 #include <array>
 #include <string>
 
-#include "include/open_initiator.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 /// Two entries for the destructors stand before the first operation.
 inline constexpr int first_slot = 2;

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "include/iscsi_properties.h"
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/iscsi_properties.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace settings {
 

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "include/open_initiator_functions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
 
 namespace shell {

@@ -207,9 +207,13 @@ public:
     virtual unsigned int QuerySessionList(void* buffer, unsigned int* count, unsigned int* bytes) = 0;
 
     /// Counts the LUNs of a session. `session` is a session identifier (its number in byte 0) or its number
-    /// as decimal text; identifiers of the sessions 48 to 57 read as text. Checks: running (183, 182) Host:
-    /// reads the session's entries of sysfs Outputs: count, unless the session's host or target directory is
-    /// missing Codes: 0 done; 166 no such session; 99 out of memory Logged: no Blocks: no
+    /// as decimal text; identifiers of the sessions 48 to 57 read as text.
+    /// Checks: running (183, 182)
+    /// Host: reads the session's entries of sysfs
+    /// Outputs: count, unless the session's host or target directory is missing
+    /// Codes: 0 done; 166 no such session; 99 out of memory
+    /// Logged: no
+    /// Blocks: no
     virtual unsigned int QueryDiskCount(unsigned char* session, unsigned int* count) = 0;
 
     /// Lists the LUNs of a session, in the order of their numbers, with the disk behind each:
@@ -218,8 +222,7 @@ public:
     /// Checks: running (183, 182)
     /// Host: reads the session's and its SCSI devices' entries of sysfs and the initiator name file
     /// Outputs: count (number of LUNs, 0 when their directory is missing; not on 166 and 99); buffer and
-    /// bytes
-    ///   (bytes 0 on 166 and 99)
+    ///   bytes (bytes 0 on 166 and 99)
     /// Codes: 0 done; 166 no such session; 99 out of memory
     /// Logged: 166
     /// Blocks: no
@@ -275,13 +278,12 @@ public:
 
     /// Lists what belongs to an object. Type 40: the portals of a target, `_TargetPortalGroups`, 29 bytes
     /// each; the variadic argument is its name. Type 41: the same, of a `_TargetInformation` record. Type 42:
-    /// the connection of a `_SessionInformation` record, `_ConnectionInformation`, 74 bytes. Checks: index
-    /// (176); type 41 none but a probe whether it is available; others running (183, 182) Host: reads the
-    /// initiator name file; types 40 and 41 what `GetTargetList` reads; type 42 the session's
+    /// the connection of a `_SessionInformation` record, `_ConnectionInformation`, 74 bytes.
+    /// Checks: index (176); type 41 none but a probe whether it is available; others running (183, 182)
+    /// Host: reads the initiator name file; types 40 and 41 what `GetTargetList` reads; type 42 the session's
     ///   connection and host entries of sysfs
     /// Outputs: buffer and bytes once the checks passed and a name was found, whatever the status (bytes 0
-    /// for
-    ///   nothing); not for other types
+    ///   for nothing); not for other types
     /// Codes: 0 done; 198 initiator name too long; 191 no initiator name; 1 (type 40) target not found; 2 out
     ///   of memory; 179 (type 41) nothing recorded; 1 (type 42) no such connection; 4294967295 (type 42) its
     ///   SCSI host is not known
