@@ -2,6 +2,8 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace opinitctl {
 
@@ -17,6 +19,16 @@ struct UsageError : std::runtime_error {
 /// The operation was tried and failed.
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
+
+    unsigned int status = 1;        ///< what the interface answered
+    std::vector<std::string> said;  ///< what its commands printed, line by line
+};
+
+/// A signal asked the program to end.
+struct Interrupted : Failure {
+    Interrupted(int number, const std::string& text) : Failure(text), signal(number) {}
+
+    int signal;
 };
 
 }  // namespace opinitctl

@@ -81,18 +81,20 @@ const _SessionInformation* new_session(const Sessions& before, const Sessions& a
 }
 
 // open-iscsi may report no failure and yet not have logged in, or have been logged in all along.
-void conclude(const LoginRequest& request, const Portal& portal, const Sessions& before,
-              const Sessions& after, const Output& output) {
+void show_session(const LoginRequest& request, const Portal& portal, const Answer& answer,
+                  const Sessions& before, const Sessions& after, const Output& output) {
     const _SessionInformation* session = new_session(before, after);
     if (session == nullptr && (session = session_at(after, portal)) != nullptr) {
         diagnose("already logged in: session " + std::to_string(session->SessionId[0]) +
                  " existed before, and no other was made");
     }
     if (session == nullptr) {
-        throw Failure("not logged in: open-iscsi reported no failure, and yet there is no session to " +
-                      request.target + " at " + request.portal +
-                      " (was it discovered there? \"opinitctl doctor\" tells whether the output of a login "
-                      "can be read on this host)");
+        Failure failure("not logged in: open-iscsi reported no failure, and yet there is no session to " +
+                        request.target + " at " + request.portal +
+                        " (was it discovered there? \"opinitctl doctor\" tells whether the output of a login "
+                        "can be read on this host)");
+        failure.said = answer.said;
+        throw failure;
     }
     output.list(session_columns(), {*session});
 }
@@ -105,9 +107,13 @@ void log_in(const LoginRequest& request, const Output& output) {
     fill(params.record, request, portal);
     OpenInitiator initiator;
     const Sessions before = sessions_to(request.target, live_sessions(initiator));
-    const unsigned int status = run_quietly([&] { return initiator.LoginTarget(&params.record); });
-    require_success(initiator, "log in to " + request.target + " at " + request.portal, status);
-    conclude(request, portal, before, sessions_to(request.target, live_sessions(initiator)), output);
+    const Task task = {"log in to " + request.target + " at " + request.portal,
+                       std::chrono::seconds(request.limit),
+                       "iscsid may still be trying: look at \"opinitctl sessions\""};
+    const Answer answer = run(task, [&] { return initiator.LoginTarget(&params.record); });
+    require_success(initiator, task.what, answer);
+    show_session(request, portal, answer, before, sessions_to(request.target, live_sessions(initiator)),
+                 output);
 }
 
 }  // namespace opinitctl

@@ -17,6 +17,7 @@ struct LoginRequest {
     bool persistent = false;
     bool header_digest = false;
     bool data_digest = false;
+    unsigned int limit = 0;  ///< seconds; 0 is none
 };
 
 void log_in(const LoginRequest& request, const Output& output);

@@ -4,6 +4,7 @@
 #include <exception>
 #include <iostream>
 
+#include "command_runner.h"
 #include "commands.h"
 #include "errors.h"
 #include "safe_text.h"
@@ -14,7 +15,7 @@ using namespace opinitctl;
 
 constexpr const char* footer = R"(Results go to standard output, everything else to standard error.
 Exit status: 0 done; 1 the operation failed, its number and message are on standard error;
-2 wrong usage.)";
+2 wrong usage; 130 interrupted (128 and the number of the signal).)";
 
 void declare(CLI::App& app, Output& output) {
     app.name("opinitctl");
@@ -22,6 +23,8 @@ void declare(CLI::App& app, Output& output) {
     app.fallthrough();
     app.require_subcommand(1);
     app.add_flag("--json", output.json, "Print results as JSON (before or behind any command)");
+    app.add_flag("-v,--verbose", CommandRunner::shows_commands,
+                 "Show the commands as they run; secrets as stars");
     add_stack_commands(app, output);
     add_config_commands(app, output);
     add_target_commands(app, output);
@@ -52,6 +55,13 @@ int main(int argc, char** argv) {
     std::signal(SIGCHLD, SIG_DFL);
     try {
         return run(argc, argv);
+    } catch (const Interrupted& interrupted) {
+        diagnose(interrupted.what());
+        return 128 + interrupted.signal;
+    } catch (const Failure& failure) {
+        show_lines(failure.said);
+        diagnose(failure.what());
+        return exit_failed;
     } catch (const std::exception& error) {
         diagnose(error.what());
         return exit_failed;

@@ -1,6 +1,7 @@
 #include "operation.h"
 
 #include "errors.h"
+#include "safe_text.h"
 
 namespace opinitctl {
 namespace {
@@ -9,17 +10,38 @@ bool is_about_the_stack(unsigned int status) {
     return status == iscsi_status::stack_not_installed || status == iscsi_status::initiator_not_started;
 }
 
+std::string in_brackets(const std::string& advice) {
+    return advice.empty() ? "" : " (" + advice + ")";
+}
+
 }  // namespace
 
-void require_success(ISCSI_Initiator& initiator, const std::string& task, unsigned int status,
+Answer conclude(const Task& task, CommandRunner& runner, unsigned int status) {
+    if (const int signal = runner.interruption()) {
+        throw Interrupted(signal, "interrupted" + in_brackets(task.when_given_up));
+    }
+    Answer answer = {status, runner.said()};
+    if (runner.timed_out()) {
+        Failure failure("cannot " + task.what + ": gave up after " + std::to_string(task.limit.count()) +
+                        " s" + in_brackets(task.when_given_up));
+        failure.said = answer.said;
+        throw failure;
+    }
+    if (CommandRunner::shows_commands && status == iscsi_status::success) show_lines(answer.said);
+    return answer;
+}
+
+void require_success(ISCSI_Initiator& initiator, const std::string& what, const Answer& answer,
                      const std::string& hint) {
-    if (status == iscsi_status::success) return;
-    std::string text = "cannot " + task + ": " + std::to_string(status);
-    const std::string message = initiator.GetErrStr(static_cast<int>(status));
+    if (answer.status == iscsi_status::success) return;
+    std::string text = "cannot " + what + ": " + std::to_string(answer.status);
+    const std::string message = initiator.GetErrStr(static_cast<int>(answer.status));
     if (!message.empty()) text += ": " + message;
-    const std::string advice = is_about_the_stack(status) ? "\"opinitctl doctor\" tells why" : hint;
-    if (!advice.empty()) text += " (" + advice + ")";
-    throw Failure(text);
+    text += in_brackets(is_about_the_stack(answer.status) ? "\"opinitctl doctor\" tells why" : hint);
+    Failure failure(text);
+    failure.status = answer.status;
+    failure.said = answer.said;
+    throw failure;
 }
 
 }  // namespace opinitctl

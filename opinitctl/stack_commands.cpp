@@ -79,8 +79,9 @@ using StackOperation = unsigned int (ISCSI_Initiator::*)(int);
 void change_stack(StackOperation operation, const std::string& verb, const std::string& outcome,
                   const Output& output) {
     OpenInitiator initiator;
-    const unsigned int status = run_quietly([&] { return (initiator.*operation)(the_initiator); });
-    require_success(initiator, verb + " the stack", status, script_hint(status));
+    const Task task = {verb + " the stack"};
+    const Answer answer = run(task, [&] { return (initiator.*operation)(the_initiator); });
+    require_success(initiator, task.what, answer, script_hint(answer.status));
     output.done("the stack is " + outcome);
 }
 

@@ -21,6 +21,9 @@ using PortalRecord = _TargetPortalGroups;
 constexpr const char* portal_description =
     "ADDRESS[:PORT] with an IPv4 address; the port is 3260 if left out";
 
+constexpr const char* timeout_description = "Give up after so many seconds";
+const CLI::Range timeout_range(1u, 86400u);
+
 const Columns<Target> target_columns = {
     {"target", [](const Target& target) -> Json { return field_text(target.target_name); }},
     {"logged_in", [](const Target& target) -> Json { return target.logged_in != 0; }},
@@ -38,17 +41,18 @@ const Columns<PortalRecord> portal_columns = {
     {"group_tag", [](const PortalRecord& portal) -> Json { return portal.tpgt; }},
 };
 
-void discover(const std::string& text, const Output& output) {
+void discover(const std::string& text, unsigned int limit, const Output& output) {
     Portal portal = parse_portal(text);
     OpenInitiator initiator;
     AnswerBuffer<Target> answer;
     unsigned int count = 0;
-    const unsigned int status = run_quietly([&] {
+    const Task task = {"discover targets at " + text, std::chrono::seconds(limit),
+                       "what an earlier discovery recorded of this portal is gone"};
+    const Answer found = run(task, [&] {
         return initiator.DiscoverTarget(0, portal.address.data(), portal.port, nullptr, answer.data(), &count,
                                         answer.bytes());
     });
-    require_success(initiator, "discover targets at " + text, status,
-                    "the portal offers nothing or was not reached");
+    require_success(initiator, task.what, found, "the portal offers nothing or was not reached");
     output.list(discovered_columns, answer.records());
 }
 
@@ -56,43 +60,46 @@ void show_targets(const Output& output) {
     OpenInitiator initiator;
     AnswerBuffer<Target> answer;
     // Nothing recorded is an empty list to whoever asks what is recorded.
-    const unsigned int status = run_quietly([&] {
+    const Task task = {"list the targets"};
+    const Answer listed = run(task, [&] {
         const unsigned int result = initiator.GetTargetList(the_initiator, 0, answer.data(), answer.bytes());
         return result == iscsi_status::target_not_found ? iscsi_status::success : result;
     });
-    require_success(initiator, "list the targets", status);
+    require_success(initiator, task.what, listed);
     output.list(target_columns, answer.records());
 }
 
 void show_portals(std::string name, const Output& output) {
     OpenInitiator initiator;
     AnswerBuffer<PortalRecord> answer;
-    const unsigned int status = run_quietly([&] {
+    const Task task = {"list the portals of " + name};
+    const Answer listed = run(task, [&] {
         return initiator.GetList(the_initiator, LIST_PORTAL_GROUPS, answer.data(), answer.bytes(),
                                  name.data());
     });
-    require_success(initiator, "list the portals of " + name, status,
-                    "no such target; see \"opinitctl targets\"");
+    require_success(initiator, task.what, listed, "no such target; see \"opinitctl targets\"");
     output.list(portal_columns, answer.records());
 }
 
 void log_out(const std::string& number, const Output& output) {
     auto session = session_identifier(number);
     OpenInitiator initiator;
-    const unsigned int status =
-        run_quietly([&] { return initiator.LogoutTarget(the_initiator, session.data()); });
-    const std::string task = "out of session " + std::to_string(session[0]);
-    require_success(initiator, "log " + task, status);
-    output.done("logged " + task);
+    const std::string out = "out of session " + std::to_string(session[0]);
+    const Task task = {"log " + out};
+    require_success(initiator, task.what,
+                    run(task, [&] { return initiator.LogoutTarget(the_initiator, session.data()); }));
+    output.done("logged " + out);
 }
 
 void remove(const std::string& text, const Output& output) {
     Portal portal = parse_portal(text);
     OpenInitiator initiator;
-    const unsigned int status = run_quietly(
-        [&] { return initiator.RemoveTarget(the_initiator, portal.address.data(), portal.port, nullptr); });
-    require_success(initiator, "remove the targets at " + text, status,
-                    status == iscsi_status::session_active
+    const Task task = {"remove the targets at " + text};
+    const Answer removed = run(task, [&] {
+        return initiator.RemoveTarget(the_initiator, portal.address.data(), portal.port, nullptr);
+    });
+    require_success(initiator, task.what, removed,
+                    removed.status == iscsi_status::session_active
                         ? "the records of other targets at this portal may be gone all the same"
                         : "");
     output.done("removed the node records at " + text);
@@ -101,11 +108,11 @@ void remove(const std::string& text, const Output& output) {
 void forget(const std::string& text, const Output& output) {
     Portal portal = parse_portal(text);
     OpenInitiator initiator;
-    const unsigned int status = run_quietly([&] {
-        return initiator.RemovePersistentTarget(the_initiator, nullptr, portal.address.data(), portal.port,
-                                                nullptr);
-    });
-    require_success(initiator, "remove the automatic startup at " + text, status);
+    const Task task = {"remove the automatic startup at " + text};
+    require_success(initiator, task.what, run(task, [&] {
+                        return initiator.RemovePersistentTarget(the_initiator, nullptr, portal.address.data(),
+                                                                portal.port, nullptr);
+                    }));
     output.done("targets at " + text + " no longer start automatically");
 }
 
@@ -116,6 +123,14 @@ void add_portal_command(CLI::App& app, const Output& output, const char* name, c
     CLI::App* const command = app.add_subcommand(name, description);
     const Text portal = add_required(*command, "PORTAL", portal_description);
     command->callback([portal, run, &output] { run(*portal, output); });
+}
+
+void add_discover(CLI::App& app, const Output& output) {
+    CLI::App* const command = app.add_subcommand("discover", "Ask a portal for its targets and record them");
+    const Text portal = add_required(*command, "PORTAL", portal_description);
+    const auto limit = std::make_shared<unsigned int>(0);
+    command->add_option("--timeout", *limit, timeout_description)->check(timeout_range);
+    command->callback([portal, limit, &output] { discover(*portal, *limit, output); });
 }
 
 void add_login(CLI::App& app, const Output& output) {
@@ -138,13 +153,14 @@ void add_login(CLI::App& app, const Output& output) {
     command->add_flag("--persistent", request->persistent, "Log in at every start of the stack");
     command->add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");
     command->add_flag("--data-digest", request->data_digest, "Ask for CRC32C data digests");
+    command->add_option("--timeout", request->limit, timeout_description)->check(timeout_range);
     command->callback([request, &output] { log_in(*request, output); });
 }
 
 }  // namespace
 
 void add_target_commands(CLI::App& app, const Output& output) {
-    add_portal_command(app, output, "discover", "Ask a portal for its targets and record them", discover);
+    add_discover(app, output);
     app.add_subcommand("targets", "List the recorded targets")->callback([&output] { show_targets(output); });
     CLI::App* const portals = app.add_subcommand("portals", "List the portals of a recorded target");
     const Text target = add_required(*portals, "TARGET", "Name of the target");
