@@ -273,7 +273,7 @@ public:
     ///   initiator name too long (an initiator name that stood before a refused entry is already written);
     ///   4294967295 a file cannot be opened or written, or out of memory
     /// Logged: every code, 0 too
-    /// Blocks: no
+    /// Blocks: for 10 s at most, while another caller of this library writes
     virtual unsigned int SetProperty(int index, _iSCSI_Property* properties) = 0;
 
     /// Lists what belongs to an object. Type 40: the portals of a target, `_TargetPortalGroups`, 29 bytes
