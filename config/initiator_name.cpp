@@ -12,8 +12,8 @@
 #include <string_view>
 
 #include "config/file_content.h"
-#include "config/tokens.h"
 #include "core/base/host_files.h"
+#include "core/base/tokens.h"
 
 namespace opinit {
 namespace {

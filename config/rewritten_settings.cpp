@@ -1,7 +1,7 @@
 #include "config/rewritten_settings.h"
 
 #include "config/iscsid_conf.h"
-#include "config/tokens.h"
+#include "core/base/tokens.h"
 
 namespace opinit {
 namespace {
