@@ -125,7 +125,7 @@ int CommandRunner::interruption() {
 
 /// What the library calls. Behind it stands the C library's contract: the same shell, the same results, and
 /// errno as it was unless the command could not be run.
-extern "C" int system(const char* command) noexcept {
+extern "C" int system(const char* command) {
     using namespace opinitctl;
     if (command == nullptr) return 1;
     const int error_before = errno;
