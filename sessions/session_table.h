@@ -4,11 +4,13 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <unordered_map>
+
+#include "core/base/record_list.h"
 
 namespace opinit {
 
-/// The sessions as they were when the table was made.
+/// The sessions as they were when the table was made; a lookup costs the same however many there are.
 class SessionTable {
 public:
     static SessionTable read();
@@ -17,19 +19,8 @@ public:
     /// -1. The address is compared with the plain dotted text of the connection's address.
     int find(std::string_view address, std::uint16_t port, std::string_view target_name) const;
 
-    /// Whether every session could be read: only then a target that is not found has none.
-    bool complete() const { return complete_; }
-
 private:
-    struct Session {
-        std::string target_name;
-        std::string address;
-        std::uint16_t port;
-        std::uint8_t number;
-    };
-
-    bool complete_ = true;
-    std::vector<Session> sessions_;  ///< sorted by what is asked for
+    std::unordered_map<std::string, std::uint8_t> numbers_;
 };
 
 }  // namespace opinit

@@ -3,7 +3,6 @@
 #include <optional>
 #include <string_view>
 
-#include "core/base/command.h"
 #include "kvlinopinitr/iscsi_status.h"
 
 namespace opinit {

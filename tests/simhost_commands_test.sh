@@ -51,22 +51,37 @@ JSON
 
 # --- module and daemon
 { killall iscsid; rmmod iscsi_tcp; } >/dev/null 2>&1
-no_daemon="iscsiadm: can not connect to iSCSI daemon (111)!" missing="Module iscsi_tcp not found in directory"
+# A host of old has no systemctl, which the startup command in iscsid.conf calls.
+unreached="iscsiadm: can not connect to iSCSI daemon (111)!"
+no_daemon="sh: line 1: /bin/systemctl: No such file or directory\n$unreached"
+no_targets="iscsiadm: Cannot perform discovery. Initiatorname required.\niscsiadm: Could not perform SendTargets discovery: could not connect to iscsid"
+daemons() { grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l; }
+end_worker() { # SIGNAL REMAINING
+    kill "$1" "$(</run/iscsid.pid)"
+    for _ in {1..300}; do [ "$(daemons)" = "$2" ] && return; sleep 0.01; done
+}
+export -f daemons end_worker
+missing="Module iscsi_tcp not found in directory"
 touch $run/modprobe-fails
 table <<TABLE
-20|$no_daemon\niscsiadm: Could not scan /sys/class/iscsi_transport.\n$no_daemon\niscsiadm: Cannot perform discovery. Initiatorname required.\niscsiadm: Could not perform SendTargets discovery: could not connect to iscsid|iscsiadm -m discovery -t st -p $p1
+20|$no_daemon\niscsiadm: Could not scan /sys/class/iscsi_transport.\n$no_daemon\n$no_targets|iscsiadm -m discovery -t st -p $p1
 1|rmmod: ERROR: Module iscsi_tcp is not currently loaded|rmmod iscsi_tcp
 1|modprobe: ERROR: could not insert 'iscsi_tcp': Operation not permitted|modprobe iscsi_tcp
 1|modprobe: FATAL: $missing $modules|rm $run/modprobe-fails; mv $modules/kernel/drivers/scsi/iscsi_tcp.ko /tmp; modprobe iscsi_tcp
 0||mv /tmp/iscsi_tcp.ko $modules/kernel/drivers/scsi; modprobe iscsi_tcp && modprobe iscsi_tcp
 0|iscsi_tcp 28672 0 - Live|sed -n '1s/ 0x.*//p' /proc/modules
-1|iscsid: an iscsid is running already|/etc/init.d/iscsid start && /etc/init.d/iscsid start && iscsid
-0|2|touch $run/stubborn-daemon; grep -lsz '^/sbin/iscsid\$' /proc/[0-9]*/cmdline | wc -l
+1||/etc/init.d/iscsid start && /etc/init.d/iscsid start && iscsid
+0|2|touch $run/stubborn-daemon; daemons
 1|iscsid: the daemon goes on|/etc/init.d/iscsid stop
 0|iscsid is running|/etc/init.d/iscsid status
 1|iscsid: no process found|killall iscsid && rm $run/stubborn-daemon && killall iscsid
 3|iscsid is stopped|/etc/init.d/iscsid status
 0|closed|timeout 5 iscsid | cat; echo closed
+0|600 /sbin/iscsid|stat -c %a /run/iscsid.pid | tr '\n' ' '; tr -d '\0' </proc/\$(</run/iscsid.pid)/cmdline
+20|$no_daemon\n$no_daemon\n$no_targets|end_worker -9 1; iscsiadm -m discovery -t st -p $p1
+0|1 3 1|echo \$(daemons; iscsid; daemons; iscsiadm -k 0; daemons)
+0|$unreached\niscsiadm: initiator reported error (20 - could not connect to iscsid)\niscsiadm: Could not stop iscsid. Trying sending iscsid SIGTERM or SIGKILL signals manually|iscsiadm -k 0
+0|2 0|killall iscsid; iscsid; echo \$(daemons; end_worker -TERM 0; daemons)
 0||/etc/init.d/open-iscsi stop && /etc/init.d/open-iscsi stop && /etc/init.d/open-iscsi start
 21|iscsiadm: No active sessions.|iscsiadm -m session
 21|iscsiadm: No records found|iscsiadm -m node

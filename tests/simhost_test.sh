@@ -44,11 +44,58 @@ same "names, libraries, compilers, python, git" "$(inside 'getent passwd root | 
     git --version | cut -c1-3; echo "int main() {}" | c++ -x c++ - -o /tmp/a && /tmp/a && echo built')" $'root\n1\ngit\nbuilt'
 same "module file is an ELF file with its information" "$(inside 'f=/lib/modules/$(uname -r)/kernel/drivers/scsi/iscsi_tcp.ko
     head -c4 $f | tail -c3; tr "\0" "\n" <$f | grep -a ^version=')" $'ELFversion=2.3.1'
-for distro in redhat:'Red Hat':2 suse:SUSE:1 other:Other:2; do
-    IFS=: read -r name marker scripts <<<"$distro"
-    same "banner and scripts of $name" "$("$enter" --distro $name bash -c "head -c80 /etc/issue | grep -c '$marker'; [ -w /etc/issue ] && ls /etc/init.d | wc -l")" "1
-$scripts"
-done
+while IFS='|' read -r name marker scripts module release; do
+    same "kind of host: $name" "$("$enter" --distro "$name" bash -c "grep -cF '$marker' /etc/issue; [ -w /etc/issue ] && ls /etc/init.d
+        ls /lib/modules/*/kernel/drivers/scsi; opinitctl version | sed -n 's/MODULE VERSION *//p'
+        [ ! -d /run/systemd/system ]; echo \$?; sed -n 's/^ID.*=//p' /etc/os-release" 2>/dev/null | xargs)" \
+        "1 $scripts${scripts:+ }iscsi_tcp.ko$module 2.3.1 $release"
+done <<'HOSTS'
+redhat|Red Hat|iscsid open-iscsi||0
+suse|SUSE|open-iscsi||0
+other|Other|iscsid open-iscsi||0 other
+redhat-today|\S||.xz|1 rhel fedora
+suse-today|\S||.zst|1 sles suse
+HOSTS
+# Each line is run: what it prints, its exit code, and how many daemon processes there are then.
+same "systemd starts and stops the daemon" "$("$enter" --distro redhat-today bash -c 'discovery() { iscsiadm -m discovery -t st -p 10.0.0.1 2>&1 | head -n1; }
+    export -f discovery; startup=$(grep ^iscsid.startup /etc/iscsi/iscsid.conf); export startup; sed -i "/^iscsid.startup/d" /etc/iscsi/iscsid.conf
+    while read -r line; do echo "$(bash -c "$line" 2>&1) [$?] $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l)"; done' <<'LINES'
+systemctl is-active iscsid iscsid.socket
+systemctl stop iscsid
+discovery
+systemctl stop iscsid.socket iscsid.service
+discovery
+systemctl is-active iscsid.socket iscsid
+iscsid; systemctl start iscsid
+systemctl stop iscsid nosuch
+killall iscsid; systemctl start iscsid nosuch
+systemctl stop iscsid; echo "$startup" >>/etc/iscsi/iscsid.conf; discovery
+tail -n3 /run/simhost/calls.log
+ls /run/iscsid.pid; rm /run/iscsid.pid; systemctl restart iscsid; ls /run
+systemctl enable iscsid
+LINES
+)" 'active
+active [0] 1
+Warning: Stopping iscsid.service, but it can still be activated by:
+  iscsid.socket [0] 0
+10.0.0.1:3260,1 iqn.2024-01.example.array:disks [0] 1
+ [0] 0
+iscsiadm: can not connect to iSCSI daemon (111)! [0] 0
+inactive
+inactive [3] 0
+Job for iscsid.service failed because the control process exited with error code.
+See "systemctl status iscsid.service" and "journalctl -xeu iscsid.service" for details. [1] 2
+Failed to stop nosuch.service: Unit nosuch.service not loaded. [5] 2
+Failed to start nosuch.service: Unit nosuch.service not found. [5] 1
+10.0.0.1:3260,1 iqn.2024-01.example.array:disks [0] 1
+iscsiadm -m discovery -t st -p 10.0.0.1
+systemctl start iscsid.socket
+iscsid -f [0] 1
+/run/iscsid.pid
+lock
+simhost
+systemd [0] 1
+systemctl: start, stop, restart, status and is-active of units are simulated [1] 1'
 same "the working directory is kept, also below /tmp" "$(cd "$work" && touch here && "$enter" ls)" here
 mkdir "$work/open" "$work/shut"
 same "--writable opens one directory alone" "$(cd "$work" && "$enter" --writable open bash -c 'touch open/x shut/x' 2>/dev/null; ls open shut | tr '\n' ' ')" "open: x  shut: "
@@ -81,6 +128,8 @@ daemons='grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l'
 same "the daemon comes back" "$(keep "$daemons; killall iscsid")" 2
 same "a stopped daemon does not, the module stays" "$(keep "$daemons; grep -c ^iscsi_tcp /proc/modules; rm /etc/issue")" $'0\n1'
 same "a removed file does not come back" "$(keep 'cat /etc/issue')" "cat: /etc/issue: No such file or directory"
+today() { "$enter" --state "$work/today" "$@" bash -c 'echo $(ls /lib/modules/*/kernel/drivers/scsi; systemctl is-active iscsid.socket iscsid; systemctl stop iscsid.socket)'; }
+same "a host of today comes back" "$(today --distro suse-today; today)" $'iscsi_tcp.ko.zst active active\niscsi_tcp.ko.zst inactive active'
 mkdir -p "$work/made/run/simhost" && echo '{}' >"$work/made/run/simhost/network.json"
 same "what stands in a new state is kept" "$("$enter" --state "$work/made" cat /run/simhost/network.json)" '{}'
 exec {lock}<"$work/state" && flock $lock

@@ -1,19 +1,34 @@
-// Stand-in for the maker's module query: reads the module file's own information section.
-#include <elf.h>
+// Stand-in for the maker's module query: has libkmod read the module file's own information.
+#include <libkmod.h>
 #include <sys/utsname.h>
 
-#include <algorithm>
-#include <cstring>
+#include <array>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "platform/kvlinhw.h"
 
 namespace {
+
+struct Release {
+    void operator()(kmod_ctx* context) const { kmod_unref(context); }
+    void operator()(kmod_module* module) const { kmod_module_unref(module); }
+    void operator()(kmod_list* information) const { kmod_module_info_free_list(information); }
+};
+
+template <class Handle>
+using Owned = std::unique_ptr<Handle, Release>;
+
+bool is_file_of(const std::string& module, const std::string& name) {
+    constexpr std::array suffixes{".ko", ".ko.xz", ".ko.zst", ".ko.gz"};
+    for (const char* suffix : suffixes) {
+        if (name == module + suffix) return true;
+    }
+    return false;
+}
 
 std::string module_path(const std::string& module) {
     utsname kernel{};
@@ -22,63 +37,42 @@ std::string module_path(const std::string& module) {
     const std::string root = std::string{"/lib/modules/"} + kernel.release + "/kernel";
     for (std::filesystem::recursive_directory_iterator entry{root, error}, end; !error && entry != end;
          entry.increment(error)) {
-        if (entry->path().filename() == module + ".ko") return entry->path();
+        if (is_file_of(module, entry->path().filename())) return entry->path();
     }
     return {};
 }
 
-std::string read_file(const std::string& path) {
-    std::ifstream file{path, std::ios::binary};
-    return {std::istreambuf_iterator<char>{file}, {}};
+Owned<kmod_list> read_information(const std::string& path) {
+    const char* const no_configuration = nullptr;
+    const Owned<kmod_ctx> context{kmod_new(nullptr, &no_configuration)};
+    if (!context) return {};
+    // Its complaints would go to the agent's standard error.
+    kmod_set_log_priority(context.get(), 0);
+    kmod_module* found = nullptr;
+    if (kmod_module_new_from_path(context.get(), path.c_str(), &found) < 0) return {};
+    const Owned<kmod_module> module{found};
+    kmod_list* information = nullptr;
+    if (kmod_module_get_info(module.get(), &information) < 0) return {};
+    return Owned<kmod_list>{information};
 }
 
-template <class Structure>
-bool read_at(std::string_view image, std::size_t offset, Structure& structure) {
-    if (offset > image.size() || image.size() - offset < sizeof structure) return false;
-    std::memcpy(&structure, image.data() + offset, sizeof structure);
-    return true;
-}
-
-std::string_view part(std::string_view image, std::size_t offset, std::size_t size) {
-    return offset <= image.size() ? image.substr(offset, size) : std::string_view{};
-}
-
-/// The section's NUL-separated "key=value" texts, empty where the image has none.
-std::string_view modinfo_section(std::string_view image) {
-    Elf64_Ehdr header;
-    Elf64_Shdr names;
-    if (!read_at(image, 0, header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0) return {};
-    if (!read_at(image, header.e_shoff + std::size_t{header.e_shstrndx} * sizeof names, names)) return {};
-    const std::string_view name_table = part(image, names.sh_offset, names.sh_size);
-    for (std::size_t i = 0; i < header.e_shnum; ++i) {
-        Elf64_Shdr section;
-        if (!read_at(image, header.e_shoff + i * sizeof section, section)) return {};
-        const std::string_view name = part(name_table, section.sh_name, std::string_view::npos);
-        if (name.substr(0, name.find('\0')) == ".modinfo")
-            return part(image, section.sh_offset, section.sh_size);
-    }
-    return {};
-}
-
-void copy_value(std::string_view section, std::string_view key, char* text) {
-    while (!section.empty()) {
-        const std::string_view entry = section.substr(0, section.find('\0'));
-        if (entry.size() > key.size() && entry.substr(0, key.size()) == key && entry[key.size()] == '=') {
-            text[entry.copy(text, kv_modinfo_text_size - 1, key.size() + 1)] = '\0';
-            return;
-        }
-        section.remove_prefix(std::min(section.size(), entry.size() + 1));
+void copy_value(kmod_list* information, std::string_view key, char* text) {
+    kmod_list* entry = nullptr;
+    kmod_list_foreach(entry, information) {
+        if (key != kmod_module_info_get_key(entry)) continue;
+        const std::string_view value{kmod_module_info_get_value(entry)};
+        text[value.copy(text, kv_modinfo_text_size - 1)] = '\0';
+        return;
     }
 }
 
 }  // namespace
 
 int getModinfo(const char* module, char* version, char* description) try {
-    const std::string image = read_file(module_path(module));
-    const std::string_view section = modinfo_section(image);
-    if (section.empty()) return 1;
-    copy_value(section, "version", version);
-    copy_value(section, "description", description);
+    const Owned<kmod_list> information = read_information(module_path(module));
+    if (!information) return 1;
+    copy_value(information.get(), "version", version);
+    copy_value(information.get(), "description", description);
     return 0;
 } catch (const std::exception&) {
     return 1;

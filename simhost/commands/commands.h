@@ -10,12 +10,9 @@ int iscsid(int argc, char** argv);
 int killall(int argc, char** argv);
 int modprobe(int argc, char** argv);
 int rmmod(int argc, char** argv);
+int systemctl(int argc, char** argv);
 
 int add_session(int argc, char** argv);
 int drop_session(int argc, char** argv);
-
-// True in the processes that iscsid starts to stay behind; such a process calls stay_as_daemon().
-bool is_daemon_process();
-[[noreturn]] void stay_as_daemon();
 
 }  // namespace simhost

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "daemon_connection.h"
 #include "discovery_database.h"
 #include "failure.h"
 #include "iscsiadm.h"
@@ -16,7 +17,6 @@ int fail_discovery(int code, const char* reason) {
 }
 
 int report_no_daemon() {
-    complain("can not connect to iSCSI daemon (111)!");
     complain("Cannot perform discovery. Initiatorname required.");
     return fail_discovery(status::no_daemon, "could not connect to iscsid");
 }
@@ -47,10 +47,11 @@ void record_node(const Portal& discovered_at, const Node& node, const Values& de
 
 // Every portal tells of all targets, also of those that stand at other portals.
 int send_targets(const Portal& portal) {
-    const bool reached = reach_daemon();
+    reach_daemon();
     if (!std::filesystem::exists("/sys/class/iscsi_transport"))
         complain("Could not scan /sys/class/iscsi_transport.");
-    if (!reached) return report_no_daemon();
+    // Asked for the initiator's name once more, so a missing daemon is complained about twice.
+    if (!reach_daemon()) return report_no_daemon();
     const Network network = load_network();
     add_discovery_record(portal);
     const NetworkPortal asked = network.portal_at(portal);

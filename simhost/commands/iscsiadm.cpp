@@ -2,13 +2,14 @@
 
 #include <getopt.h>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "commands.h"
+#include "daemon.h"
 #include "failure.h"
 #include "files.h"
 #include "login.h"
-#include "processes.h"
 
 namespace simhost {
 namespace {
@@ -24,11 +25,16 @@ constexpr option long_options[] = {
     {"logoutall", required_argument, nullptr, 'U'}, {nullptr, 0, nullptr, 0},
 };
 
-// Asks the daemon to end itself. A stubborn one does not: that is how it survives its stop script, while a
-// signal still ends it.
+// A stubborn daemon does not end: that is how it survives its stop script, while a signal still ends it.
 int shut_down_daemon() {
-    if (!reach_daemon()) return status::no_daemon;
-    if (!std::filesystem::exists(run_directory / "stubborn-daemon")) end_processes_named("iscsid");
+    if (!daemon_answers()) {
+        complain("can not connect to iSCSI daemon (111)!");
+        complain(reported_error(status::no_daemon));
+        complain("Could not stop iscsid. Trying sending iscsid SIGTERM or SIGKILL signals manually");
+    } else if (!std::filesystem::exists(run_directory / "stubborn-daemon")) {
+        end_daemon(DaemonPart::worker);
+        end_daemon(DaemonPart::service);
+    }
     return status::ok;
 }
 
@@ -82,6 +88,10 @@ void check_target_name(const Request& request) {
 }
 
 }  // namespace
+
+void complain(const std::string& text) {
+    std::fprintf(stderr, "iscsiadm: %s\n", text.c_str());
+}
 
 void refuse(const Request& request) {
     throw Failure(status::invalid, request.mode + " mode: this combination of options is not simulated");

@@ -29,6 +29,9 @@ int session_mode(const Request& request);
 // Logs out of all sessions.
 int logout_all_sessions();
 
+// Prints "iscsiadm: TEXT" on standard error.
+void complain(const std::string& text);
+
 // For what no mode knows.
 [[noreturn]] void refuse(const Request& request);
 

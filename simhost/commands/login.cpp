@@ -4,10 +4,11 @@
 #include <filesystem>
 #include <thread>
 
+#include "daemon_connection.h"
 #include "failure.h"
+#include "iscsiadm.h"
 #include "live_sessions.h"
 #include "network.h"
-#include "processes.h"
 #include "session_entries.h"
 
 namespace simhost {
@@ -116,16 +117,6 @@ int login_one(const Network& network, const Node& node) {
 }
 
 }  // namespace
-
-void complain(const std::string& text) {
-    std::fprintf(stderr, "iscsiadm: %s\n", text.c_str());
-}
-
-bool reach_daemon() {
-    if (!processes_named("iscsid").empty()) return true;
-    complain("can not connect to iSCSI daemon (111)!");
-    return false;
-}
 
 std::string reported_error(int code) {
     return "initiator reported error (" + std::to_string(code) + " - " + error_text(code) + ")";

@@ -11,13 +11,7 @@ namespace simhost {
 // the first failure.
 int login_all(const std::vector<Node>& nodes);
 
-// Whether a daemon answers; prints the complaint where none does.
-bool reach_daemon();
-
 // "initiator reported error (24 - iSCSI login failed due to authorization failure)"
 std::string reported_error(int code);
-
-// Prints "iscsiadm: TEXT" on standard error.
-void complain(const std::string& text);
 
 }  // namespace simhost

@@ -8,6 +8,7 @@
 
 #include "call_log.h"
 #include "commands.h"
+#include "daemon.h"
 #include "failure.h"
 #include "files.h"
 
@@ -28,6 +29,7 @@ constexpr Command commands[] = {
     {"killall", killall, true},
     {"modprobe", modprobe, true},
     {"rmmod", rmmod, true},
+    {"systemctl", systemctl, true},
     {"add-session", add_session, false},
     {"remove-session", drop_session, false},
 };
@@ -70,8 +72,7 @@ int main(int argc, char** argv) {
     const std::string_view name = argc > 0 ? base_name(argv[0]) : own_name;
     const Command* command = find_command(name);
     if (!command) {
-        return report(own_name,
-                      "use: iscsiadm, iscsid, killall, modprobe, rmmod, add-session or remove-session", 2);
+        return report(own_name, "no such command: simhost/commands/README.md lists them", 2);
     }
     try {
         return run(*command, argc, argv);

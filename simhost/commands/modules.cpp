@@ -1,5 +1,6 @@
 #include <sys/utsname.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
@@ -69,6 +70,13 @@ bool is_loaded() {
     return false;
 }
 
+bool has_module_file(const fs::path& directory) {
+    constexpr std::array suffixes = {"", ".xz", ".zst", ".gz"};
+    return std::any_of(suffixes.begin(), suffixes.end(), [&directory](const char* suffix) {
+        return fs::exists(directory / (std::string("iscsi_tcp.ko") + suffix));
+    });
+}
+
 void load() {
     std::string text;
     for (const ModuleLine& module : module_lines) {
@@ -95,7 +103,7 @@ std::string only_argument(int argc, char** argv) {
 int modprobe(int argc, char** argv) {
     const std::string name = only_argument(argc, argv);
     const fs::path tree = fs::path("/lib/modules") / kernel_release();
-    if (name != "iscsi_tcp" || !fs::exists(tree / "kernel/drivers/scsi/iscsi_tcp.ko")) {
+    if (name != "iscsi_tcp" || !has_module_file(tree / "kernel/drivers/scsi")) {
         throw Failure(1, "FATAL: Module " + name + " not found in directory " + tree.string());
     }
     if (fs::exists(run_directory / "modprobe-fails")) {

@@ -23,6 +23,10 @@ std::string program_of(const std::filesystem::path& process) {
 
 }  // namespace
 
+bool is_running(pid_t process) {
+    return !program_of(run_directory / "proc" / std::to_string(process)).empty();
+}
+
 std::vector<pid_t> processes_named(std::string_view program) {
     std::vector<pid_t> found;
     const auto table = run_directory / "proc";
@@ -34,10 +38,10 @@ std::vector<pid_t> processes_named(std::string_view program) {
     return found;
 }
 
-bool wait_for_processes_named(std::string_view program, std::size_t count) {
+bool wait_until(const std::function<bool()>& condition) {
     using std::chrono::steady_clock;
     const auto deadline = steady_clock::now() + std::chrono::seconds(2);
-    while (processes_named(program).size() != count) {
+    while (!condition()) {
         if (steady_clock::now() > deadline) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -46,7 +50,7 @@ bool wait_for_processes_named(std::string_view program, std::size_t count) {
 
 bool end_processes_named(std::string_view program) {
     for (const pid_t process : processes_named(program)) ::kill(process, SIGTERM);
-    return wait_for_processes_named(program, 0);
+    return wait_until([program] { return processes_named(program).empty(); });
 }
 
 }  // namespace simhost

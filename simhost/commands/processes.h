@@ -2,14 +2,17 @@
 
 #include <sys/types.h>
 
-#include <cstddef>
+#include <functional>
 #include <string_view>
 #include <vector>
 
 namespace simhost {
 
-// Whether, within two seconds, as many processes run the program.
-bool wait_for_processes_named(std::string_view program, std::size_t count);
+// Whether it comes true within two seconds.
+bool wait_until(const std::function<bool()>& condition);
+
+// False also for one that has ended and was not yet waited for.
+bool is_running(pid_t process);
 
 // The other processes whose program (the base name of what they were started as) has this name. A script
 // counts as its interpreter, so an init script is never taken for the daemon of the same name.

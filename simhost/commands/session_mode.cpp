@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "daemon_connection.h"
 #include "failure.h"
 #include "files.h"
 #include "iscsiadm.h"

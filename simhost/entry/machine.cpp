@@ -18,8 +18,8 @@ const std::set<std::string> not_as_they_are = {"bin", "dev",  "etc", "lib", "pro
                                                "run", "sbin", "sys", "tmp", "var"};
 
 // The machine's may be those of a real initiator.
-const std::set<std::string> never_the_machines = {"init.d", "iscsi", "iscsiadm",
-                                                  "iscsid", "issue", "modules"};
+const std::set<std::string> never_the_machines = {"init.d", "iscsi",   "iscsiadm",   "iscsid",
+                                                  "issue",  "modules", "os-release", "systemctl"};
 
 void show_top_level() {
     for (const auto& entry : fs::directory_iterator(on_machine("/"))) {

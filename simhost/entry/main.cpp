@@ -36,11 +36,11 @@ Commands build_host(const Options& options, const std::vector<Place>& places) {
     const bool daemon_was_running = forget_old_processes();
     make_process_table();
     show_machine();
-    const bool is_new = furnish(options);
+    const auto [is_new, has_systemd] = furnish(options);
     show_places(places);
     leave_machine_root();
-    if (is_new) return options.stopped ? Commands{} : whole_stack;
-    return daemon_was_running ? daemon_alone : Commands{};
+    if (is_new) return options.stopped ? Commands{} : whole_stack(has_systemd);
+    return daemon_was_running ? daemon_alone(has_systemd) : Commands{};
 }
 
 std::string host_path() {

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "distros.h"
 #include "failure.h"
 
 namespace simhost {
@@ -35,8 +36,9 @@ void declare(CLI::App& app, Options& options) {
     app.footer(examples);
     // From COMMAND on nothing is ours, whatever it looks like.
     app.prefix_command();
-    app.add_option("--distro", options.distro, "What /etc/issue names: redhat (default), suse or other")
-        ->check(CLI::IsMember({"redhat", "suse", "other"}));
+    app.add_option("--distro", options.distro,
+                   "Kind of host: redhat (default), suse or other of old, redhat-today or suse-today")
+        ->check(CLI::IsMember(distro_names()));
     app.add_option("--state", options.state, "Keep the host in this directory from one call to the next");
     app.add_option("--sysfs", options.sysfs,
                    "Form of the session entries in /sys: today (default) or older, where the device link "

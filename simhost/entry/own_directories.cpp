@@ -11,8 +11,7 @@ namespace {
 
 constexpr const char* kept_in_state[] = {"etc", "proc", "run", "sys", "var"};
 
-constexpr const char* needed[] = {"/etc/init.d",
-                                  "/etc/iscsi",
+constexpr const char* needed[] = {"/etc/iscsi",
                                   "/run/lock",
                                   "/run/simhost/bin",
                                   "/run/simhost/override",

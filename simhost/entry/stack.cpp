@@ -7,6 +7,18 @@ namespace simhost {
 
 namespace fs = std::filesystem;
 
+Commands whole_stack(bool has_systemd) {
+    Commands commands = {{"/sbin/modprobe", "iscsi_tcp"}};
+    if (has_systemd) commands.push_back({"/bin/systemctl", "start", "iscsid.socket"});
+    commands.push_back(daemon_alone(has_systemd).front());
+    return commands;
+}
+
+Commands daemon_alone(bool has_systemd) {
+    if (has_systemd) return {{"/bin/systemctl", "start", "iscsid.service"}};
+    return {{"/sbin/iscsid"}};
+}
+
 void bring_up(const Commands& commands, const TakenSignals& signals) {
     const fs::path call_log = "/run/simhost/calls.log";
     const auto size = fs::file_size(call_log);

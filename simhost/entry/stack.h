@@ -9,8 +9,9 @@ namespace simhost {
 
 using Commands = std::vector<std::vector<std::string>>;
 
-inline const Commands whole_stack = {{"/sbin/modprobe", "iscsi_tcp"}, {"/sbin/iscsid"}};
-inline const Commands daemon_alone = {{"/sbin/iscsid"}};
+Commands whole_stack(bool has_systemd);
+// A socket that is listened on stays so from one call to the next.
+Commands daemon_alone(bool has_systemd);
 
 // Runs what brings the stack up; the log of calls keeps to what the entered command does.
 void bring_up(const Commands& commands, const TakenSignals& signals);
