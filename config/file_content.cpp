@@ -2,38 +2,66 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 
 namespace opinit {
+namespace {
 
-std::optional<SecretText> read_content(const File& file) {
+bool write_at(const File& file, std::size_t offset, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t size =
+            ::pwrite(file.descriptor(), text.data(), text.size(), static_cast<off_t>(offset));
+        if (size < 0 && errno == EINTR) continue;
+        if (size <= 0) return false;
+        offset += static_cast<std::size_t>(size);
+        text.remove_prefix(static_cast<std::size_t>(size));
+    }
+    return true;
+}
+
+bool cut(const File& file, std::size_t size) {
+    return ::ftruncate(file.descriptor(), static_cast<off_t>(size)) == 0;
+}
+
+bool overwrite(const File& file, std::size_t old_size, std::string_view text) {
+    // What the file grows by is written first: a full disk shows while nothing is overwritten yet. It shrinks
+    // last: until then it has the room to put the old content back.
+    if (text.size() > old_size && !write_at(file, old_size, text.substr(old_size))) return false;
+    if (!write_at(file, 0, text.substr(0, old_size))) return false;
+    if (text.size() < old_size && !cut(file, text.size())) return false;
+    // Some file systems tell of a full or failing disk only when asked for what they have not written yet.
+    return ::fsync(file.descriptor()) == 0;
+}
+
+/// Each step is tried whatever became of the one before: the length alone may be all there is to undo.
+void put_back(const File& file, std::string_view old) {
+    write_at(file, 0, old);
+    cut(file, old.size());
+    ::fsync(file.descriptor());
+}
+
+}  // namespace
+
+std::optional<SecretText> read_content(const File& file, std::size_t expected) {
     SecretText content;
-    std::array<char, 4096> buffer;
-    std::ptrdiff_t size;
-    while ((size = file.read(buffer)) > 0) content.append({buffer.data(), static_cast<std::size_t>(size)});
-    explicit_bzero(buffer.data(), buffer.size());
-    if (size < 0) return std::nullopt;
+    content.resize(expected + 1);
+    std::size_t end = 0;
+    while (const std::ptrdiff_t size = file.read(content.from(end))) {
+        if (size < 0) return std::nullopt;
+        end += static_cast<std::size_t>(size);
+        if (end == content.view().size()) content.resize(2 * end);
+    }
+    content.resize(end);
     return content;
 }
 
-bool write_content(const File& file, std::string_view text) {
-    // What the file holds is overwritten and only then cut to length, so a full disk keeps the room it needs
-    // for putting the old content back. Errors that would only show when it is closed are asked for by fsync.
-    off_t written = 0;
-    while (!text.empty()) {
-        const ssize_t size = ::pwrite(file.descriptor(), text.data(), text.size(), written);
-        if (size < 0 && errno == EINTR) continue;
-        if (size <= 0) return false;
-        written += size;
-        text.remove_prefix(static_cast<std::size_t>(size));
-    }
-    return ::ftruncate(file.descriptor(), written) == 0 && ::fsync(file.descriptor()) == 0;
+bool fill_new_file(const File& file, std::string_view text) {
+    return write_at(file, 0, text);
 }
 
 bool replace_content(const File& file, std::string_view old, std::string_view text) {
-    if (write_content(file, text)) return true;
-    write_content(file, old);
+    if (overwrite(file, old.size(), text)) return true;
+    put_back(file, old);
     return false;
 }
 

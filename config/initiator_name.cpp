@@ -1,14 +1,19 @@
 #include "config/initiator_name.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 
 #include "config/file_content.h"
-#include "config/tokens.h"
 #include "core/base/host_files.h"
+#include "core/base/tokens.h"
 
 namespace opinit {
 namespace {
@@ -57,6 +62,24 @@ Word find_name_word(const File& file) {
     return word;
 }
 
+/// Removes a name file that was made for a name it never got.
+class NewNameFile {
+public:
+    NewNameFile() : is_new_{::access(name_file, F_OK) != 0 && errno == ENOENT} {}
+    NewNameFile(const NewNameFile&) = delete;
+    NewNameFile& operator=(const NewNameFile&) = delete;
+    ~NewNameFile() {
+        // Where the administrator's link led to nothing, the link stays.
+        char path[PATH_MAX];
+        if (is_new_ && ::realpath(name_file, path) != nullptr) ::unlink(path);
+    }
+
+    void keep() { is_new_ = false; }
+
+private:
+    bool is_new_;
+};
+
 }  // namespace
 
 int _GetInitiatorName(char (&name)[initiator_name_size]) {
@@ -76,11 +99,14 @@ int _GetInitiatorName(char (&name)[initiator_name_size]) {
 
 int write_initiator_name(std::string_view name) {
     if (name.size() > longest_initiator_name) return -3;
+    const std::string line = std::string{name_key}.append(name).append("\n");
+    NewNameFile made;
     const File file{name_file, Access::create};
     if (!file) return -1;
-    const auto old = read_content(file);
-    const std::string line = std::string{name_key}.append(name).append("\n");
-    return old && replace_content(file, old->view(), line) ? 0 : -1;
+    const auto old = read_content(file, line_limit);
+    if (!old || !replace_content(file, old->view(), line)) return -1;
+    made.keep();
+    return 0;
 }
 
 }  // namespace opinit

@@ -6,6 +6,7 @@
 #include "config/settings.h"
 #include "core/base/record_list.h"
 #include "kvlinopinitr/open_initiator_functions.h"
+#include "sessions/session_class.h"
 
 using namespace opinit;
 
@@ -30,8 +31,7 @@ int _AddInitiatorNode() {
 int _RemoveInitiatorNode(const char* name) {
     char current[initiator_name_size]{};
     const int result = _GetInitiatorName(current);
-    if (std::string_view{current} != name) return -1;
-    unsigned int sessions = 0;
-    if (_QuerySessionCount(&sessions) != 0 || sessions != 0) return -2;
+    if (name == nullptr || std::string_view{current} != name) return -1;
+    if (count_sessions() != 0u) return -2;
     return result;
 }

@@ -1,10 +1,13 @@
 #include "config/rewritten_settings.h"
 
 #include "config/iscsid_conf.h"
-#include "config/tokens.h"
+#include "core/base/tokens.h"
 
 namespace opinit {
 namespace {
+
+/// Room for what a usual request adds.
+constexpr std::size_t usual_growth = 512;
 
 /// The next line, newline included.
 std::string_view next_line(std::string_view& text) {
@@ -24,16 +27,10 @@ void append_setting(SecretText& text, std::string_view key, std::string_view val
     }
 }
 
-bool ends_with_empty_line(std::string_view text) {
-    return text == "\n" || text.ends_with("\n\n");
-}
-
-/// Appends what has no line yet. The initiator name never gets one: it has a file of its own.
+/// Appends what has no line yet, and an empty line. The initiator name gets only the latter, each time: it
+/// has a file of its own.
 void append_missing(SecretText& text, const std::vector<const AcceptedProperty*>& missing) {
     if (missing.empty()) return;
-    const bool only_name = missing.size() == 1 && missing.front()->row->id == iscsi_property::initiator_name;
-    // A request that is made again changes nothing, so one empty line is enough.
-    if (only_name && ends_with_empty_line(text.view())) return;
     if (!text.view().empty() && !text.view().ends_with('\n')) text.append("\n");
     for (const AcceptedProperty* property : missing) {
         if (property->row->id != iscsi_property::initiator_name)
@@ -46,6 +43,7 @@ void append_missing(SecretText& text, const std::vector<const AcceptedProperty*>
 
 SecretText rewritten_settings(std::string_view old, const Request& request) {
     SecretText text;
+    text.reserve(old.size() + usual_growth);
     std::vector<const AcceptedProperty*> missing;
     for (const AcceptedProperty& property : request.properties()) missing.push_back(&property);
     while (!old.empty()) {

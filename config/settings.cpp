@@ -7,9 +7,9 @@
 
 #include "config/iscsid_conf.h"
 #include "config/property_key.h"
-#include "config/tokens.h"
 #include "core/base/host_files.h"
 #include "core/base/text.h"
+#include "core/base/tokens.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinit {

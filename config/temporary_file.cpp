@@ -2,11 +2,14 @@
 
 #include <unistd.h>
 
+#include <cstdio>
+
 namespace opinit {
 namespace {
 
+/// A stale file is never reused, nor followed where it is a link; an empty directory goes too.
 const char* without_stale_file(const char* path) {
-    ::unlink(path);
+    std::remove(path);
     return path;
 }
 

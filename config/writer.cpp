@@ -6,6 +6,7 @@
 #include "config/request.h"
 #include "config/rewritten_settings.h"
 #include "config/temporary_file.h"
+#include "config/writers_turn.h"
 #include "core/base/no_exceptions.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 
@@ -15,29 +16,32 @@ namespace {
 
 constexpr int file_failure = -1;
 
+/// The settings file of every distribution is smaller.
+constexpr std::size_t usual_size = 16384;
+
 int report_unwritable(const char* path) {
     std::fprintf(stderr, "ERROR: unable to write %s.\n", path);
     return file_failure;
 }
 
-/// Whether the temporary file holds all of `text`, by what it gives back.
+/// Whether the file holds all of `text`, by what it gives back.
 bool holds(const char* path, std::string_view text) {
     const File file{path, Access::read};
     if (!file) return false;
-    const auto content = read_content(file);
+    const auto content = read_content(file, text.size());
     return content && content->view() == text;
 }
 
-/// iscsid.conf is left alone until the temporary file is known to be complete.
-int rewrite_settings(const Request& request) {
+/// The new text passes through the temporary file: only what another look finds there complete goes on into
+/// iscsid.conf, which is left alone until then.
+int rewrite_settings(const Request& request, const File& settings) {
     const TemporaryFile temporary;
     if (!temporary) return report_unwritable(TemporaryFile::path);
-    const File settings{iscsid_conf, Access::read_and_write};
     if (!settings) return file_failure;
-    const auto old = read_content(settings);
+    const auto old = read_content(settings, usual_size);
     if (!old) return file_failure;
     const SecretText text = rewritten_settings(old->view(), request);
-    if (!write_content(temporary.file(), text.view())) return report_unwritable(TemporaryFile::path);
+    if (!fill_new_file(temporary.file(), text.view())) return report_unwritable(TemporaryFile::path);
     if (!holds(TemporaryFile::path, text.view())) {
         std::fputs("ERROR: unable to read tmp file.\n", stderr);
         return file_failure;
@@ -50,8 +54,13 @@ int rewrite_settings(const Request& request) {
 int _SetProperty(int, _iSCSI_Property* properties) {
     if (properties == nullptr) return file_failure;
     return without_exceptions(file_failure, [properties] {
+        // One turn for the whole call: it covers the initiator name's file, and the temporary file, which has
+        // the same name for every writer, from before it is made until after it is removed.
+        const File settings{iscsid_conf, Access::read_and_write};
+        const WritersTurn turn{settings};
+        if (!turn) return report_unwritable(iscsid_conf);
         Request request;
         if (const int refusal = request.accept(properties)) return refusal;
-        return rewrite_settings(request);
+        return rewrite_settings(request, settings);
     });
 }

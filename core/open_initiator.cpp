@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/base/address.h"
+#include "core/base/no_exceptions.h"
 #include "core/base/record_list.h"
 #include "core/base/status.h"
 #include "core/base/text.h"
@@ -19,6 +20,8 @@
 #include "platform/kvlinhw.h"
 #include "sessions/session_list.h"
 #include "targets/removal.h"
+#include "targets/target_list.h"
+#include "targets/target_records.h"
 
 using namespace iscsi_status;
 using namespace opinit;
@@ -30,6 +33,12 @@ unsigned int SIZEOFPOINTER = 0;
 namespace {
 
 constexpr int the_initiator = 1;
+
+/// The work of an operation: no exception leaves it, and a cancelled thread finishes it.
+template <class Work>
+unsigned int whole(Work work) {
+    return without_exceptions(failure, work);
+}
 
 /// An optimiser may take what a destructor stores for dead; the contract has the agent find it.
 void keep_stores(const void* object) {
@@ -120,6 +129,7 @@ ISCSI_Target::~ISCSI_Target() {
 
 OpenInitiator::OpenInitiator() {
     SIZEOFPOINTER = link_size;
+    err_msg[0] = '\0';
     stack_avail = static_cast<unsigned int>(check_stack_available());
     installed();
     running();
@@ -140,27 +150,35 @@ unsigned int OpenInitiator::IsServiceAvailable() {
 }
 
 unsigned int OpenInitiator::StartInitiator(int index) {
-    if (const unsigned int status = require_index(index)) return status;
-    if (const unsigned int status = require_available()) return status;
-    return conclude(*this, start_stack());
+    return whole([&] {
+        if (const unsigned int status = require_index(index)) return status;
+        if (const unsigned int status = require_available()) return status;
+        return conclude(*this, start_stack());
+    });
 }
 
 unsigned int OpenInitiator::StopInitiator(int index) {
-    if (const unsigned int status = require_index_and_running(index)) return status;
-    return conclude(*this, stop_stack());
+    return whole([&] {
+        if (const unsigned int status = require_index_and_running(index)) return status;
+        return conclude(*this, stop_stack());
+    });
 }
 
 unsigned int OpenInitiator::GetInitiatorList(void* buffer, unsigned int* bytes) {
-    if (const unsigned int status = require_available_refreshing_running()) return status;
-    const InitiatorNodes nodes = read_initiator_nodes(2);
-    if (const unsigned int missing = missing_node_status(nodes)) return report(*this, missing);
-    deliver(nodes.records.first(), buffer, bytes);
-    return success;
+    return whole([&] {
+        if (const unsigned int status = require_available_refreshing_running()) return status;
+        const InitiatorNodes nodes = read_initiator_nodes(2);
+        if (const unsigned int missing = missing_node_status(nodes)) return report(*this, missing);
+        deliver(nodes.records.first(), buffer, bytes);
+        return success;
+    });
 }
 
 unsigned int OpenInitiator::GetInitiatorGlobals(void* buffer, unsigned int* bytes) {
-    if (const unsigned int status = require_available_refreshing_running()) return status;
-    return deliver_settings(*this, 3, buffer, bytes);
+    return whole([&] {
+        if (const unsigned int status = require_available_refreshing_running()) return status;
+        return deliver_settings(*this, 3, buffer, bytes);
+    });
 }
 
 unsigned int OpenInitiator::GetLibVersion(_Version* version) {
@@ -169,7 +187,7 @@ unsigned int OpenInitiator::GetLibVersion(_Version* version) {
 }
 
 unsigned int OpenInitiator::GetInitiatorVersion(char* buffer, unsigned int* bytes) {
-    return deliver_module_version(buffer, bytes);
+    return whole([&] { return deliver_module_version(buffer, bytes); });
 }
 
 unsigned int OpenInitiator::AddConnection(unsigned char, unsigned char*, unsigned char*, unsigned char*,
@@ -182,14 +200,12 @@ unsigned int OpenInitiator::RemoveConnection(int, unsigned char*, unsigned char*
 }
 
 unsigned int OpenInitiator::GetTargetList(int index, int, void* buffer, unsigned int* bytes) {
-    if (index < 0) return node_index_out_of_range;
-    if (const unsigned int status = require_index(index)) return status;
-    _TargetInformation* list = nullptr;
-    const int result = _GetTargetList(&list, 0);
-    if (result < 0) return target_not_found;
-    deliver(list, buffer, bytes);
-    FreeTargetList(list);
-    return static_cast<unsigned int>(result);
+    return whole([&] {
+        if (index < 0) return node_index_out_of_range;
+        if (const unsigned int status = require_index(index)) return status;
+        const int result = deliver_target_list(buffer, bytes);
+        return result < 0 ? target_not_found : static_cast<unsigned int>(result);
+    });
 }
 
 unsigned int OpenInitiator::AddInitiatorNode(char*, char*) {
@@ -202,115 +218,131 @@ unsigned int OpenInitiator::RemoveInitiatorNode(int) {
 
 unsigned int OpenInitiator::DiscoverTarget(int, unsigned char* address, unsigned short port, unsigned char*,
                                            void* buffer, unsigned int* count, unsigned int* bytes) {
-    if (const unsigned int status = require_running()) return status;
-    if (const unsigned int status = require_pointers(address, count)) return status;
-    _TargetInformation* list = nullptr;
-    const unsigned int status = _DiscoverTarget(AddressText{address}.c_str(), port, &list, count);
-    if (status == success) {
-        print_target_info(list, static_cast<int>(*count));
-        deliver(list, buffer, bytes);
-    }
-    FreeTargetList(list);
-    return status;
+    return whole([&] {
+        if (const unsigned int status = require_running()) return status;
+        if (const unsigned int status = require_pointers(address, count)) return status;
+        _TargetInformation* list = nullptr;
+        const unsigned int status = _DiscoverTarget(AddressText{address}.c_str(), port, &list, count);
+        const TargetList targets{list};
+        if (status == success) {
+            print_target_info(list, static_cast<int>(*count));
+            deliver(list, buffer, bytes);
+        }
+        return status;
+    });
 }
 
 unsigned int OpenInitiator::LoginTarget(_LoginParams* params) {
-    if (const unsigned int status = require_pointers(params)) return status;
-    if (const unsigned int status = require_index_and_running(static_cast<int>(params->node_index)))
-        return status;
-    return report_failure(*this, _LoginTarget(params, AddressText{params->target_address}.c_str()));
+    return whole([&] {
+        if (const unsigned int status = require_pointers(params)) return status;
+        if (const unsigned int status = require_index_and_running(static_cast<int>(params->node_index)))
+            return status;
+        return report_failure(*this, _LoginTarget(params, AddressText{params->target_address}.c_str()));
+    });
 }
 
 unsigned int OpenInitiator::LogoutTarget(int index, unsigned char* session) {
-    if (const unsigned int status = require_index_and_running(index)) return status;
-    if (const unsigned int status = require_pointers(session)) return status;
-    return report_failure(*this, _LogoutTarget(session));
+    return whole([&] {
+        if (const unsigned int status = require_index_and_running(index)) return status;
+        if (const unsigned int status = require_pointers(session)) return status;
+        return report_failure(*this, _LogoutTarget(session));
+    });
 }
 
 unsigned int OpenInitiator::QuerySessionCount(unsigned int* count) {
-    if (const unsigned int status = require_running()) return status;
-    if (const unsigned int status = require_pointers(count)) return status;
-    return _QuerySessionCount(count) == 0 ? success : out_of_memory;
+    return whole([&] {
+        if (const unsigned int status = require_running()) return status;
+        if (const unsigned int status = require_pointers(count)) return status;
+        return static_cast<unsigned int>(_QuerySessionCount(count));
+    });
 }
 
 unsigned int OpenInitiator::QuerySessionList(void* buffer, unsigned int* count, unsigned int* bytes) {
-    if (const unsigned int status = require_running()) return status;
-    if (const unsigned int status = require_pointers(count)) return status;
-    _SessionInformation* list = nullptr;
-    const int result = _QuerySessionList(&list, count, nullptr);
-    if (result != 0) return result == -2 ? no_such_session : out_of_memory;
-    SessionList sessions{list};
-    print_session_info(list, *count);
-    if (buffer != nullptr && bytes != nullptr) sessions.retain_connections();
-    deliver(list, buffer, bytes);
-    return success;
+    return whole([&] {
+        if (const unsigned int status = require_running()) return status;
+        if (const unsigned int status = require_pointers(count)) return status;
+        _SessionInformation* list = nullptr;
+        const int result = _QuerySessionList(&list, count, nullptr);
+        if (result != 0) return result == -2 ? no_such_session : out_of_memory;
+        SessionList sessions{list};
+        print_session_info(list, *count);
+        if (buffer != nullptr && bytes != nullptr) sessions.retain_connections();
+        deliver(list, buffer, bytes);
+        return success;
+    });
 }
 
 unsigned int OpenInitiator::QueryDiskCount(unsigned char* session, unsigned int* count) {
-    if (const unsigned int status = require_running()) return status;
-    if (const unsigned int status = require_pointers(session, count)) return status;
-    const int result = _QueryDiskCount(session, count);
-    if (result == 0) return success;
-    return result == -2 ? no_such_session : out_of_memory;
+    return whole([&] {
+        if (const unsigned int status = require_running()) return status;
+        if (const unsigned int status = require_pointers(session, count)) return status;
+        const int result = _QueryDiskCount(session, count);
+        if (result == 0) return success;
+        return result == -2 ? no_such_session : out_of_memory;
+    });
 }
 
 unsigned int OpenInitiator::QueryDisks(unsigned char* session, void* buffer, unsigned int* count,
                                        unsigned int* bytes) {
-    if (const unsigned int status = require_running()) return status;
-    if (const unsigned int status = require_pointers(session, count)) return status;
-    _DiskInformation* list = nullptr;
-    const int result = _QueryDiskList(reinterpret_cast<const char*>(session), &list, count);
-    const RecordList disks{list};
-    if (result == -2) report(*this, no_such_session);
-    deliver(list, buffer, bytes);
-    if (result == 0) return success;
-    return result == -2 ? no_such_session : out_of_memory;
+    return whole([&] {
+        if (const unsigned int status = require_running()) return status;
+        if (const unsigned int status = require_pointers(session, count)) return status;
+        _DiskInformation* list = nullptr;
+        const int result = _QueryDiskList(reinterpret_cast<const char*>(session), &list, count);
+        const RecordList disks{list};
+        if (result == -2) report(*this, no_such_session);
+        deliver(list, buffer, bytes);
+        if (result == 0) return success;
+        return result == -2 ? no_such_session : out_of_memory;
+    });
 }
 
 unsigned int OpenInitiator::RemoveTarget(int index, unsigned char* address, unsigned short port,
                                          unsigned char*) {
-    if (const unsigned int status = require_index_and_running(index)) return status;
-    if (const unsigned int status = require_pointers(address)) return status;
-    return report_failure(*this, remove_target(AddressText{address}.c_str(), port));
+    return whole([&] {
+        if (const unsigned int status = require_index_and_running(index)) return status;
+        if (const unsigned int status = require_pointers(address)) return status;
+        return report_failure(*this, remove_target(AddressText{address}.c_str(), port));
+    });
 }
 
 unsigned int OpenInitiator::RemovePersistentTarget(int index, char* target_name, unsigned char* address,
                                                    unsigned int port, unsigned char* unused) {
-    if (const unsigned int status = require_index_and_running(index)) return status;
-    if (const unsigned int status = require_pointers(address)) return status;
-    return _remove_persistent_entry(target_name, AddressText{address}.c_str(), static_cast<int>(port),
-                                    unused);
+    return whole([&] {
+        if (const unsigned int status = require_index_and_running(index)) return status;
+        if (const unsigned int status = require_pointers(address)) return status;
+        return _remove_persistent_entry(target_name, AddressText{address}.c_str(), static_cast<int>(port),
+                                        unused);
+    });
 }
 
 unsigned int OpenInitiator::GetProperty(int index, unsigned char, void* buffer, unsigned int* bytes) {
-    if (const unsigned int status = require_index(index)) return report(*this, status);
-    if (const unsigned int status = require_available()) return status;
-    return deliver_settings(*this, 2, buffer, bytes);
+    return whole([&] {
+        if (const unsigned int status = require_index(index)) return report(*this, status);
+        if (const unsigned int status = require_available()) return status;
+        return deliver_settings(*this, 2, buffer, bytes);
+    });
 }
 
 unsigned int OpenInitiator::SetProperty(int index, _iSCSI_Property* properties) {
-    if (const unsigned int status = require_index(index)) return status;
-    if (const unsigned int status = require_available()) return status;
-    if (const unsigned int status = require_pointers(properties)) return status;
-    switch (const int result = _SetProperty(the_initiator, properties)) {
-        case 86:
-            return report(*this, property_not_found);
-        case -2:
-            return report(*this, too_many_parameters);
-        case -3:
-            return report(*this, initiator_name_too_long);
-        default:
-            return report(*this, static_cast<unsigned int>(result));
-    }
+    return whole([&] {
+        if (const unsigned int status = require_index(index)) return status;
+        if (const unsigned int status = require_available()) return status;
+        if (const unsigned int status = require_pointers(properties)) return status;
+        switch (const int result = _SetProperty(the_initiator, properties)) {
+            case 86:
+                return report(*this, property_not_found);
+            case -2:
+                return report(*this, too_many_parameters);
+            case -3:
+                return report(*this, initiator_name_too_long);
+            default:
+                return report(*this, static_cast<unsigned int>(result));
+        }
+    });
 }
 
 unsigned int OpenInitiator::GetList(int index, int type, void* buffer, unsigned int* bytes, ...) {
-    if (const unsigned int status = require_index(index)) return status;
-    if (type == LIST_TARGET_PORTALS) {
-        installed();
-    } else if (const unsigned int status = require_running()) {
-        return status;
-    }
     const void* object = nullptr;
     if (type == LIST_PORTAL_GROUPS || type == LIST_TARGET_PORTALS || type == LIST_CONNECTIONS) {
         std::va_list arguments;
@@ -318,7 +350,15 @@ unsigned int OpenInitiator::GetList(int index, int type, void* buffer, unsigned 
         object = va_arg(arguments, const void*);
         va_end(arguments);
     }
-    return conclude(*this, query_list(type, object, buffer, bytes));
+    return whole([&] {
+        if (const unsigned int status = require_index(index)) return status;
+        if (type == LIST_TARGET_PORTALS) {
+            installed();
+        } else if (const unsigned int status = require_running()) {
+            return status;
+        }
+        return conclude(*this, query_list(type, object, buffer, bytes));
+    });
 }
 
 unsigned int OpenInitiator::AddTargetEntry(int, char*, unsigned char*, unsigned short) {

@@ -1,30 +1,50 @@
 #include "core/start_stop.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <optional>
 
 #include "core/base/command.h"
 #include "core/initiator_nodes.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "platform/kvlinhw.h"
+#include "sessions/session_class.h"
 
 namespace opinit {
 namespace {
 
 constexpr const char* redhat_script = "/etc/init.d/iscsid";
+constexpr const char* open_iscsi_script = "/etc/init.d/open-iscsi";
 
-/// The init script's command line for the distribution; Red Hat falls back to the one that SUSE has.
-struct ScriptCommand {
+bool is_there(const char* path) {
+    return ::access(path, F_OK) == 0;
+}
+
+bool systemd_runs_the_host() {
+    struct stat entry;
+    return ::stat("/run/systemd/system", &entry) == 0 && S_ISDIR(entry.st_mode);
+}
+
+/// One step of the daemon, as an init script takes it. Red Hat falls back to the script that SUSE has, and
+/// current distributions, which have neither, to systemd.
+struct DaemonCommand {
     const char* redhat;
     const char* open_iscsi;
+    const char* systemd;
 
     const char* on(int distro) const {
-        return distro == DISTRO_REDHAT && ::access(redhat_script, F_OK) == 0 ? redhat : open_iscsi;
+        if (distro == DISTRO_REDHAT && is_there(redhat_script)) return redhat;
+        return !is_there(open_iscsi_script) && systemd_runs_the_host() ? systemd : open_iscsi;
     }
 };
 
-constexpr ScriptCommand start_command{"/etc/init.d/iscsid start", "/etc/init.d/open-iscsi start"};
-constexpr ScriptCommand stop_command{"/etc/init.d/iscsid stop", "/etc/init.d/open-iscsi stop"};
+constexpr DaemonCommand start_command{"/etc/init.d/iscsid start", "/etc/init.d/open-iscsi start",
+                                      "systemctl start iscsid"};
+// The socket would have the daemon started again.
+constexpr DaemonCommand stop_command{"/etc/init.d/iscsid stop", "/etc/init.d/open-iscsi stop",
+                                     "systemctl stop iscsid.socket iscsid.service"};
 
 bool probe_running() {
     op_initiator_started = static_cast<unsigned int>(check_stack_running());
@@ -38,9 +58,9 @@ unsigned int script_status(const ShellResult& script, const ShellResult& last_co
 
 /// 0 only when it is known that there is no session.
 unsigned int session_refusal() {
-    unsigned int count = 0;
-    if (_QuerySessionCount(&count) != 0) return iscsi_status::out_of_memory;
-    return count != 0 ? iscsi_status::cannot_stop_session_active : iscsi_status::success;
+    const std::optional<unsigned int> sessions = count_sessions();
+    if (!sessions) return iscsi_status::out_of_memory;
+    return *sessions != 0 ? iscsi_status::cannot_stop_session_active : iscsi_status::success;
 }
 
 }  // namespace
@@ -56,7 +76,7 @@ Verdict start_stack() {
 
     int distro = DISTRO_UNKNOWN;
     if (const int unknown = get_linux_distro(&distro)) return silent(static_cast<unsigned int>(unknown));
-    if (distro == DISTRO_SUSE && ::access("/sbin/iscsid", F_OK) != 0) {
+    if (distro == DISTRO_SUSE && !is_there("/sbin/iscsid")) {
         return reported(iscsi_status::daemon_file_missing);
     }
     const ShellResult script = run_shell(start_command.on(distro));

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstddef>
-#include <string>
 #include <string_view>
 
 namespace opinit {
@@ -13,16 +12,22 @@ namespace opinit {
 class Attribute {
 public:
     /// `line_limit` as for fgets: the line keeps at most `line_limit` - 1 characters.
-    Attribute(const std::string& path, std::size_t line_limit);
+    Attribute(const char* path, std::size_t line_limit);
 
     bool opened() const { return opened_; }
+    /// Whether nothing stands there.
+    bool missing() const { return missing_; }
+    /// Whether it could be opened but not read: the kernel has the attribute and no value for it now.
+    bool unreadable() const { return unreadable_; }
     const char* line() const { return line_.data(); }
     /// The line's first whitespace-delimited word, empty when there is none.
     std::string_view word() const;
 
 private:
     bool opened_;
-    std::array<char, 1025> line_{};
+    bool missing_;
+    bool unreadable_ = false;
+    std::array<char, 1025> line_;
 };
 
 }  // namespace opinit

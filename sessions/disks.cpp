@@ -2,11 +2,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
-#include <string>
+#include <string_view>
 
 #include "config/initiator_name.h"
-#include "core/base/host_files.h"
+#include "core/base/directory.h"
 #include "core/base/no_exceptions.h"
+#include "core/base/path.h"
 #include "core/base/record_list.h"
 #include "core/base/text.h"
 #include "kvlinopinitr/open_initiator_functions.h"
@@ -14,11 +15,13 @@
 #include "sessions/block_device.h"
 #include "sessions/find_session.h"
 #include "sessions/scsi_host.h"
+#include "sessions/session_class.h"
 
 namespace opinit {
 namespace {
 
 constexpr std::size_t attribute_limit = 1025;
+constexpr std::size_t longest_word = 31;
 constexpr int no_session = -2;
 constexpr int memory_out = 12;
 
@@ -37,8 +40,9 @@ int session_number(const unsigned char* reference) {
     return end != text ? static_cast<int>(number) : int{reference[0]};
 }
 
-unsigned int find_target_id(const std::string& device) {
-    Directory directory{device.c_str()};
+unsigned int find_target_id(const Path& device) {
+    DirectoryRoom room;
+    Directory directory{device.c_str(), room.bytes};
     if (!directory) return 0;
     while (const auto entry = directory.next()) {
         if (!entry->name.starts_with("target")) continue;
@@ -55,16 +59,16 @@ template <class Visit>
 std::optional<unsigned int> scan_session_luns(int session, Visit visit) {
     const std::optional<int> host = get_session_host(session);
     if (!host) return std::nullopt;
-    const std::string device = "/sys/class/iscsi_session/session" + std::to_string(session) + "/device/";
+    const Path device = Path{session_class}.text("/session").number(session).text("/device/");
     const int target_id = static_cast<int>(find_target_id(device));
-    const std::string target = device + "target" + std::to_string(*host) + ":0:" + std::to_string(target_id);
-    const auto entries = list_directory(target.c_str(), skip_dot_entries);
-    if (!entries) return std::nullopt;
+    const Path target = Path{device}.text("target").number(*host).text(":0:").number(target_id);
+    const Listing entries{target.c_str(), skip_dot_entries};
+    if (!entries.complete()) return std::nullopt;
 
     unsigned int luns = 0;
-    for (const std::string& entry : *entries) {
+    for (const std::string_view entry : entries) {
         LunAddress address;
-        if (std::sscanf(entry.c_str(), "%d:%d:%d:%d", &address.host, &address.channel, &address.target_id,
+        if (std::sscanf(entry.data(), "%d:%d:%d:%d", &address.host, &address.channel, &address.target_id,
                         &address.lun) != 4) {
             continue;
         }
@@ -74,22 +78,30 @@ std::optional<unsigned int> scan_session_luns(int session, Visit visit) {
     return luns;
 }
 
+template <std::size_t size>
+void copy_first_word(const Path& attribute, char (&field)[size]) {
+    copy_text(Attribute{attribute.c_str(), attribute_limit}.word().substr(0, longest_word), field);
+}
+
 void fill_disk_info(const LunAddress& address, BlockDeviceFinder& finder, _DiskInformation& disk) {
     disk.Host = static_cast<std::uint8_t>(address.host);
     disk.Channel = static_cast<std::uint8_t>(address.channel);
     disk.TargetId = static_cast<std::uint8_t>(address.target_id);
     disk.Lun = static_cast<std::uint8_t>(address.lun);
 
-    const std::string scsi_device = "/sys/bus/scsi/devices/" + std::to_string(address.host) +
-                                    ":0:" + std::to_string(address.target_id) + ":" +
-                                    std::to_string(address.lun);
+    const Path scsi_device = Path{"/sys/bus/scsi/devices/"}
+                                 .number(address.host)
+                                 .text(":0:")
+                                 .number(address.target_id)
+                                 .text(":")
+                                 .number(address.lun);
     const std::optional<BlockDevice> block_device = finder.get_block_device(scsi_device);
     if (!block_device) return;
-    copy_text(block_device->name, disk.DeviceName);
-    const unsigned long long sectors = std::strtoull(block_device->size.substr(0, 31).c_str(), nullptr, 10);
-    copy_text(std::to_string(sectors << 9), disk.Size);
-    copy_text(Attribute{scsi_device + "/vendor", attribute_limit}.word().substr(0, 31), disk.Vendor);
-    copy_text(Attribute{scsi_device + "/model", attribute_limit}.word().substr(0, 31), disk.Model);
+    copy_text(block_device->name.data(), disk.DeviceName);
+    const unsigned long long sectors = std::strtoull(block_device->size.data(), nullptr, 10);
+    std::snprintf(disk.Size, sizeof disk.Size, "%llu", sectors << 9);
+    copy_first_word(Path{scsi_device}.text("/vendor"), disk.Vendor);
+    copy_first_word(Path{scsi_device}.text("/model"), disk.Model);
 }
 
 /// Fills the list's first record and appends the others; the number of LUNs that found room.

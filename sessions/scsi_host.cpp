@@ -2,44 +2,86 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <filesystem>
-#include <string>
+#include <string_view>
+
+#include "core/base/path.h"
+#include "core/base/tokens.h"
 
 namespace opinit {
 namespace {
 
-std::optional<std::string> read_link(const std::string& path) {
-    std::array<char, 4096> text;
-    const ssize_t size = ::readlink(path.c_str(), text.data(), text.size());
-    if (size < 0) return std::nullopt;
-    return std::string{text.data(), static_cast<std::size_t>(size)};
+/// The text of a symbolic link.
+class LinkText {
+public:
+    explicit LinkText(const Path& path) : size_{::readlink(path.c_str(), text_.data(), text_.size())} {}
+
+    explicit operator bool() const { return size_ >= 0; }
+    std::string_view view() const { return {text_.data(), static_cast<std::size_t>(size_)}; }
+
+private:
+    std::array<char, 4096> text_;
+    ssize_t size_;
+};
+
+std::optional<int> host_number(std::string_view component) {
+    std::array<char, 64> text{};
+    component.copy(text.data(), text.size() - 1);
+    unsigned int host;
+    if (std::sscanf(text.data(), "host%u", &host) != 1) return std::nullopt;
+    return static_cast<int>(host);
 }
 
 /// The host is the last component but one, as in ".../host3/session1".
-std::optional<int> host_above_session(const std::string& link) {
-    const std::filesystem::path parent = std::filesystem::path{link}.parent_path();
-    unsigned int host;
-    if (!parent.has_parent_path() || std::sscanf(parent.filename().c_str(), "host%u", &host) != 1) {
-        return std::nullopt;
-    }
-    return static_cast<int>(host);
+std::optional<int> host_above_session(std::string_view link) {
+    const std::size_t last = link.rfind('/');
+    if (last == std::string_view::npos) return std::nullopt;
+    const std::string_view parent = link.substr(0, last);
+    const std::size_t before = parent.rfind('/');
+    if (before == std::string_view::npos) return std::nullopt;
+    return host_number(parent.substr(before + 1));
 }
+
+/// The components of a path, ".." taken back; deeper ones than it has room for are dropped.
+class Components {
+public:
+    void follow(std::string_view path) {
+        while (!path.empty()) {
+            const std::string_view component = next_token(path, "/");
+            if (component == "..") {
+                depth_ = std::max<std::size_t>(depth_, 1) - 1;
+            } else if (!component.empty() && component != "." && depth_ < components_.size()) {
+                components_[depth_++] = component;
+            }
+        }
+    }
+
+    /// The last component but one, empty when there is none.
+    std::string_view last_but_one() const { return depth_ < 2 ? "" : components_[depth_ - 2]; }
+
+private:
+    std::array<std::string_view, 64> components_;
+    std::size_t depth_ = 0;
+};
 
 }  // namespace
 
 std::optional<int> get_session_host(int session) {
-    const std::string entry = "/sys/class/iscsi_session/session" + std::to_string(session);
-    const std::optional<std::string> device = read_link(entry + "/device");
+    const Path entry = Path{"/sys/class/iscsi_session/session"}.number(session);
+    const LinkText device{Path{entry}.text("/device")};
     if (!device) return std::nullopt;
-    if (const auto host = host_above_session(*device)) return host;
+    if (const auto host = host_above_session(device.view())) return host;
 
     // Current kernels write the link as ../../../session1, which names the host only together with the
     // directory that the session's class entry leads to.
-    const std::optional<std::string> leads_to = read_link(entry);
+    const LinkText leads_to{entry};
     if (!leads_to) return std::nullopt;
-    return host_above_session((std::filesystem::path{*leads_to} / *device).lexically_normal());
+    Components components;
+    components.follow(leads_to.view());
+    components.follow(device.view());
+    return host_number(components.last_but_one());
 }
 
 }  // namespace opinit

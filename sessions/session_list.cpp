@@ -3,18 +3,18 @@
 #include <array>
 #include <cstdio>
 #include <optional>
-#include <string>
+#include <string_view>
 
 #include "config/initiator_name.h"
-#include "core/base/host_files.h"
+#include "core/base/directory.h"
 #include "core/base/text.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
+#include "sessions/find_session.h"
+#include "sessions/session_class.h"
 
 namespace opinit {
 namespace {
-
-constexpr std::size_t targetname_limit = 256;
 
 struct RetainedConnection {
     _ConnectionInformation record;
@@ -45,11 +45,11 @@ private:
 };
 
 /// A record whose entry cannot be read, or has an odd name, stays all zero.
-void fill_session(const std::string& entry, const char (&initiator_name)[initiator_name_size],
+void fill_session(std::string_view entry, const char (&initiator_name)[initiator_name_size],
                   ConnectionReader& connections, _SessionInformation& session) {
-    const Attribute target_name{"/sys/class/iscsi_session/" + entry + "/targetname", targetname_limit};
+    const Attribute target_name{session_path(entry, "/targetname").c_str(), target_name_size};
     int number;
-    if (!target_name.opened() || std::sscanf(entry.c_str(), "session%d", &number) != 1) return;
+    if (!target_name.opened() || std::sscanf(entry.data(), "session%d", &number) != 1) return;
     copy_text(target_name.word(), session.TargetName);
     std::memcpy(session.InitiatorName, initiator_name, sizeof initiator_name);
     session.SessionId[0] = static_cast<std::uint8_t>(number);
@@ -79,18 +79,18 @@ void SessionList::retain_connections() {
 }
 
 int read_sessions(SessionList& sessions, unsigned int& count) {
-    const auto entries = list_directory("/sys/class/iscsi_session", skip_dot_entries);
-    if (!entries || entries->empty()) return -2;
+    const Listing entries{session_class, skip_dot_entries};
+    if (entries.empty()) return -2;
 
     char initiator_name[initiator_name_size] = {};
     _GetInitiatorName(initiator_name);
     ConnectionReader connections;
-    for (const std::string& entry : *entries) {
+    for (const std::string_view entry : entries) {
         _SessionInformation* session = sessions.append();
         if (session == nullptr) return 12;
         fill_session(entry, initiator_name, connections, *session);
     }
-    count = static_cast<unsigned int>(entries->size());
+    count = static_cast<unsigned int>(entries.size());
     return 0;
 }
 

@@ -4,13 +4,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-
-#include "core/base/record_list.h"
+#include <vector>
 
 namespace opinit {
 
-/// The sessions as they were when the table was made; a lookup costs the same however many there are.
+/// The sessions as they were when the table was made.
 class SessionTable {
 public:
     static SessionTable read();
@@ -19,8 +17,19 @@ public:
     /// -1. The address is compared with the plain dotted text of the connection's address.
     int find(std::string_view address, std::uint16_t port, std::string_view target_name) const;
 
+    /// Whether every session could be read: only then a target that is not found has none.
+    bool complete() const { return complete_; }
+
 private:
-    std::unordered_map<std::string, std::uint8_t> numbers_;
+    struct Session {
+        std::string target_name;
+        std::string address;
+        std::uint16_t port;
+        std::uint8_t number;
+    };
+
+    bool complete_ = true;
+    std::vector<Session> sessions_;  ///< sorted by what is asked for
 };
 
 }  // namespace opinit

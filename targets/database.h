@@ -4,10 +4,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
-#include "targets/target_records.h"
+#include "targets/target_receiver.h"
 
 namespace opinit {
 
@@ -25,25 +24,16 @@ inline constexpr unsigned int cannot_list = 0xFFFFFFFF;  ///< the portal directo
 /// Selector of listings: every entry but ".", ".." and "st_config".
 bool _st_entry_filter(std::string_view name);
 
-/// Where the targets of a portal directory are probed: what its last usable entry says.
-struct LastEntry {
-    std::string address;
-    std::uint16_t port = 0;
-    std::uint8_t tag = 0;
-};
-
-/// Fills a record per target of a portal directory in one database, each with its portals when asked for.
-/// `entries` is the length of the directory's listing. 0, also when there is no such directory; 2; -1; -2.
-unsigned int _read_st_portal_dir(const std::string& database, const std::string& portal_dir,
-                                 TargetRecords& targets, LastEntry& last, bool with_portals,
-                                 std::size_t& entries);
+/// Hands over the targets of a portal directory in one database and adds their number to `count`. `entries`
+/// is the length of the directory's listing. 0, also when there is no such directory; 2; -1; -2.
+unsigned int _read_st_portal_dir(const char* database, std::string_view portal_dir, TargetReceiver& targets,
+                                 std::uint32_t& count, std::size_t& entries);
 
 /// The same from the first database that has the directory. 0; 2; 179 when neither has it, or only the second
 /// one has and it cannot be listed or is empty; -1 and -2 of the first one.
-unsigned int _read_send_targets(const std::string& portal_dir, TargetRecords& targets, LastEntry& last,
-                                bool with_portals);
+unsigned int _read_send_targets(std::string_view portal_dir, TargetReceiver& targets, std::uint32_t& count);
 
 /// 1 when the node record says that it starts automatically, else 0.
-std::uint8_t _read_node_startup(std::string_view target_name, const LastEntry& portal);
+std::uint8_t _read_node_startup(std::string_view target_name, const ProbedPortal& portal);
 
 }  // namespace opinit

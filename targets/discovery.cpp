@@ -6,37 +6,37 @@
 #include <string>
 
 #include "core/base/command.h"
-#include "core/base/host_files.h"
+#include "core/base/directory.h"
 #include "core/base/no_exceptions.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "targets/database.h"
-#include "targets/names.h"
+#include "targets/target_records.h"
 
 namespace opinit {
 namespace {
 
 /// Forgets what an earlier discovery of the portal recorded, or its targets would be reported again even when
 /// the portal no longer offers them. What cannot be removed stays.
-void empty_portal_directory(const std::string& portal_dir) {
+void empty_portal_directory(std::string_view portal_dir) {
     for (const char* database : discovery_databases) {
-        const std::string path = database + portal_dir;
-        const auto names = list_directory(path.c_str(), skip_dot_entries);
-        if (!names || names->empty()) continue;
-        for (const std::string& name : *names) std::remove((path + "/" + name).c_str());
+        const Path path = Path{database}.text(portal_dir);
+        const Listing names{path.c_str(), skip_dot_entries};
+        if (names.empty()) continue;
+        for (const std::string_view name : names) std::remove(Path{path}.text("/").text(name).c_str());
         ::rmdir(path.c_str());
         return;
     }
 }
 
-unsigned int discover(const char* address, std::uint16_t port, TargetRecords& targets) {
-    const std::string portal_dir = portal_directory(address, std::to_string(port));
+unsigned int discover(const char* address, std::uint16_t port, TargetReceiver& targets,
+                      std::uint32_t& count) {
+    const Path portal_dir = portal_directory(address, std::to_string(port));
     Command command;
     command.text("iscsiadm -m discovery -t st -p ").word(portal_argument(address, port));
-    empty_portal_directory(portal_dir);
+    empty_portal_directory(portal_dir.view());
     run_shell(command.c_str());
-    LastEntry unused;
-    return _read_send_targets(portal_dir, targets, unused, true);
+    return _read_send_targets(portal_dir.view(), targets, count);
 }
 
 }  // namespace
@@ -46,10 +46,9 @@ using namespace opinit;
 
 unsigned int _DiscoverTarget(const char* address, int port, _TargetInformation** list, unsigned int* count) {
     return without_exceptions(database_status::out_of_memory, [&] {
-        TargetRecords targets{list};
+        TargetRecords targets{list, true};
         if (!targets) return database_status::out_of_memory;
-        const unsigned int status = discover(address, static_cast<std::uint16_t>(port), targets);
-        *count += targets.count();
+        const unsigned int status = discover(address, static_cast<std::uint16_t>(port), targets, *count);
         if (*count != 0) {
             targets.hand_over();
             return status;

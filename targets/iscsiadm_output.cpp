@@ -3,6 +3,7 @@
 #include <optional>
 #include <string_view>
 
+#include "core/base/command.h"
 #include "kvlinopinitr/iscsi_status.h"
 
 namespace opinit {

@@ -2,6 +2,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/captured_output.h"
 #include "core/base/command.h"
 #include "core/base/no_exceptions.h"
 #include "core/base/text.h"
@@ -67,7 +68,7 @@ unsigned int login(Params params, const std::string& portal) {
         .word(field_text(params.target_name))
         .capture();
     const CapturedOutputRemoval removal;
-    run_shell(command.c_str());
+    run_captured(command.c_str());
     return _check_iscsiadm_output(captured_output_path());
 }
 

@@ -10,17 +10,21 @@ namespace {
 
 /// As strtol reads it: leading digits count, none give 0.
 long decimal(std::string_view digits) {
-    return std::strtol(std::string{digits}.c_str(), nullptr, 10);
+    std::array<char, 256> text{};
+    digits.copy(text.data(), text.size() - 1);
+    return std::strtol(text.data(), nullptr, 10);
 }
 
 }  // namespace
 
-std::string portal_directory(std::string_view address, std::string_view port) {
-    return std::string{address}.append(",").append(port);
+Path portal_directory(std::string_view address, std::string_view port) {
+    return Path{address}.text(",").text(port);
 }
 
 std::string portal_argument(std::string_view address, int port) {
-    return std::string{address}.append(":").append(std::to_string(port));
+    const bool brackets = address.find(':') != std::string_view::npos;
+    std::string argument{brackets ? "[" : ""};
+    return argument.append(address).append(brackets ? "]:" : ":").append(std::to_string(port));
 }
 
 std::uint16_t PortalName::port_number() const {
@@ -31,7 +35,7 @@ std::optional<PortalName> parse_portal_name(std::string_view name) {
     const std::size_t comma = name.find(',');
     if (comma == std::string_view::npos) return std::nullopt;
     const std::string_view rest = name.substr(comma + 1);
-    return PortalName{name.substr(0, comma).substr(0, address_field_size), rest.substr(0, rest.find(','))};
+    return PortalName{name.substr(0, comma), rest.substr(0, rest.find(','))};
 }
 
 std::optional<TargetEntry> parse_target_entry(std::string_view name) {

@@ -6,17 +6,19 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/path.h"
+
 namespace opinit {
 
 /// "ADDRESS,PORT": a portal's directory in a discovery database.
-std::string portal_directory(std::string_view address, std::string_view port);
+Path portal_directory(std::string_view address, std::string_view port);
 
-/// "ADDRESS:PORT": a portal on a command line.
+/// "ADDRESS:PORT": a portal on a command line; an IPv6 address stands in brackets.
 std::string portal_argument(std::string_view address, int port);
 
 /// The pieces of a portal directory's name, which must outlive them.
 struct PortalName {
-    std::string_view address;  ///< at most 16 characters, as in a portal record
+    std::string_view address;
     std::string_view port;
 
     std::uint16_t port_number() const;

@@ -1,9 +1,9 @@
 #include "targets/removal.h"
 
-#include <cstring>
 #include <optional>
 #include <string_view>
 
+#include "core/base/captured_output.h"
 #include "core/base/command.h"
 #include "core/base/no_exceptions.h"
 #include "kvlinopinitr/iscsi_status.h"
@@ -11,6 +11,7 @@
 #include "targets/iscsiadm_output.h"
 #include "targets/names.h"
 #include "targets/target_list.h"
+#include "targets/target_probe.h"
 
 namespace opinit {
 namespace {
@@ -21,29 +22,46 @@ std::optional<unsigned int> classify_delete_line(std::string_view line) {
     return std::nullopt;
 }
 
-bool stands_first_at(const _TargetInformation& target, const char* address, std::uint16_t port) {
-    const _TargetPortalGroups* portal = target.portals;
-    if (portal == nullptr || portal->port != port) return false;
-    const auto* text = reinterpret_cast<const char*>(portal->address);
-    return std::strncmp(text, address, sizeof portal->address) == 0;
-}
+/// Asks the first target at a portal whether it is in use: iscsiadm itself refuses what another one's session
+/// uses.
+class RemovalCheck final : public TargetReceiver {
+public:
+    RemovalCheck(std::string_view address, std::uint16_t port) : address_{address}, port_{port} {}
 
-/// Only the first target at the portal is asked: iscsiadm itself refuses what another one's session uses.
-unsigned int check_removable(const char* address, std::uint16_t port) {
-    int result;
-    const TargetList targets = read_target_list(result);
-    for (const _TargetInformation* target = targets.get(); target != nullptr; target = next_record(target)) {
-        if (!stands_first_at(*target, address, port)) continue;
-        return target->logged_in == 1 ? iscsi_status::session_active : iscsi_status::success;
+    bool add_target(const TargetEntry& entry, const ProbedPortal& probed) override {
+        if (asked_ || entry.address != address_ || entry.port != port_) return true;
+        asked_ = true;
+        refusal_ = refusal(entry.target, probed);
+        return true;
     }
-    return iscsi_status::target_not_found;
-}
+    bool add_portal(const TargetEntry&) override { return true; }
+
+    unsigned int refusal() const { return refusal_; }
+
+private:
+    unsigned int refusal(std::string_view target_name, const ProbedPortal& probed) {
+        if (probe_.logged_in(target_name, probed)) return iscsi_status::session_active;
+        return probe_.sessions_known() ? iscsi_status::success : iscsi_status::out_of_memory;
+    }
+
+    std::string_view address_;
+    std::uint16_t port_;
+    TargetProbe probe_;
+    bool asked_ = false;
+    unsigned int refusal_ = iscsi_status::target_not_found;
+};
 
 }  // namespace
 
 unsigned int remove_target(const char* address, std::uint16_t port) {
-    const unsigned int refusal = check_removable(address, port);
-    return refusal != iscsi_status::success ? refusal : _remove_iscsi_dirs(address, port);
+    return without_exceptions(iscsi_status::out_of_memory, [&] {
+        RemovalCheck check{address, port};
+        std::uint32_t count = 0;
+        walk_recorded_targets(check, count);
+        if (const unsigned int refusal = check.refusal()) return refusal;
+        // What could not be read may hold the target that is to be asked first.
+        return check.complete() ? _remove_iscsi_dirs(address, port) : iscsi_status::out_of_memory;
+    });
 }
 
 }  // namespace opinit
@@ -55,7 +73,7 @@ unsigned int _remove_iscsi_dirs(const char* address, int port) {
         Command command;
         command.text("iscsiadm -m node -p ").word(portal_argument(address, static_cast<std::uint16_t>(port)));
         command.text(" -o delete").capture();
-        if (run_shell(command.c_str()).outcome == Outcome::done) return iscsi_status::success;
+        if (run_captured(command.c_str()).outcome == Outcome::done) return iscsi_status::success;
         const CapturedOutputRemoval removal;
         return first_decision(captured_output_path(), classify_delete_line).value_or(iscsi_status::success);
     });
@@ -66,7 +84,7 @@ unsigned int _remove_persistent_entry(const char*, const char* address, int port
         Command command;
         command.text("iscsiadm -m node -p ").word(portal_argument(address, port));
         command.text(" -o update \t\t-n node.startup -v manual").capture();
-        const Outcome outcome = run_shell(command.c_str()).outcome;
+        const Outcome outcome = run_captured(command.c_str()).outcome;
         if (outcome == Outcome::done) return iscsi_status::success;
         if (outcome == Outcome::failed) return iscsi_status::failure;
         const CapturedOutputRemoval removal;

@@ -1,88 +1,82 @@
-// Every target that discovery recorded.
-#include <string>
-#include <vector>
+#include "targets/target_list.h"
 
+#include <optional>
+
+#include "core/base/captured_output.h"
 #include "core/base/command.h"
-#include "core/base/host_files.h"
+#include "core/base/directory.h"
 #include "core/base/no_exceptions.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "sessions/session_table.h"
 #include "targets/database.h"
-#include "targets/names.h"
+#include "targets/target_records.h"
 
 namespace opinit {
 namespace {
 
 constexpr int no_portals_recorded = -1;
+constexpr int out_of_memory = database_status::out_of_memory;
 
 /// Directory names from the first database that has any.
-std::vector<std::string> recorded_portals() {
-    for (const char* database : discovery_databases) {
-        auto names = list_directory(database, _st_entry_filter);
-        if (names && !names->empty()) return *std::move(names);
-    }
-    return {};
+Listing recorded_portals(TargetReceiver& targets) {
+    Listing names{discovery_databases[0], _st_entry_filter};
+    if (!names.complete()) targets.note_unreadable(names.error());
+    return names.empty() ? Listing{discovery_databases[1], _st_entry_filter} : std::move(names);
 }
 
 void delete_discovery_record(const PortalName& portal) {
     Command command;
     command.text("iscsiadm -m discovery -p ").word(portal_argument(portal.address, portal.port_number()));
     command.text(" -o delete").capture();
-    if (run_shell(command.c_str()).outcome != Outcome::done) remove_captured_output();
-}
-
-/// All targets of a portal directory are probed at one address, port and tag.
-void probe(_TargetInformation* first, const LastEntry& portal, const SessionTable& sessions) {
-    for (_TargetInformation* record = first; record != nullptr; record = next_record(record)) {
-        record->node_index = 1;
-        record->persistent = _read_node_startup(record->target_name, portal);
-        record->logged_in = sessions.find(portal.address, portal.port, record->target_name) >= 0 ? 1 : 0;
-    }
+    if (run_captured(command.c_str()).outcome != Outcome::done) remove_captured_output();
 }
 
 /// 0 or 2 when the directory yielded targets; else 2, 179 or -2.
-unsigned int add_targets(const PortalName& portal, TargetRecords& targets, const SessionTable& sessions,
-                         bool with_portals) {
-    const _TargetInformation* before = targets.last();
-    LastEntry last;
+unsigned int read_portal(const PortalName& portal, TargetReceiver& targets, std::uint32_t& count) {
+    const std::uint32_t before = count;
     const unsigned int status =
-        _read_send_targets(portal_directory(portal.address, portal.port), targets, last, with_portals);
+        _read_send_targets(portal_directory(portal.address, portal.port).view(), targets, count);
     if (status == database_status::empty) delete_discovery_record(portal);
-    if (targets.last() != before) {
-        probe(targets.after(before), last, sessions);
-        return status;
-    }
     const bool kept = status == database_status::empty || status == database_status::out_of_memory;
-    return kept ? status : iscsi_status::target_not_found;
-}
-
-int build_target_list(TargetRecords& targets, bool with_portals) {
-    const std::vector<std::string> names = recorded_portals();
-    if (names.empty()) return no_portals_recorded;
-    const SessionTable sessions = SessionTable::read();
-    unsigned int status = iscsi_status::target_not_found;
-    for (const std::string& name : names) {
-        const std::optional<PortalName> portal = parse_portal_name(name);
-        if (!portal) continue;
-        status = add_targets(*portal, targets, sessions, with_portals);
-        if (status == database_status::out_of_memory) break;
-    }
-    if (targets.count() == 0) return static_cast<int>(status);
-    targets.hand_over();
-    return 0;
+    return kept || count != before ? status : iscsi_status::target_not_found;
 }
 
 }  // namespace
+
+int walk_recorded_targets(TargetReceiver& targets, std::uint32_t& count) {
+    const Listing names = recorded_portals(targets);
+    if (names.empty()) return no_portals_recorded;
+    unsigned int status = iscsi_status::target_not_found;
+    for (const std::string_view name : names) {
+        const std::optional<PortalName> portal = parse_portal_name(name);
+        if (!portal) continue;
+        status = read_portal(*portal, targets, count);
+        if (status == database_status::out_of_memory) break;
+    }
+    return count != 0 ? 0 : static_cast<int>(status);
+}
+
+int deliver_target_list(void* buffer, unsigned int* bytes) {
+    const bool wanted = buffer != nullptr && bytes != nullptr;
+    TargetDelivery delivery{wanted ? buffer : nullptr};
+    std::uint32_t count = 0;
+    const int result =
+        without_exceptions(out_of_memory, [&] { return walk_recorded_targets(delivery, count); });
+    if (wanted && result >= 0) *bytes = delivery.bytes();
+    return result;
+}
+
 }  // namespace opinit
 
-using namespace opinit;
-
 int _GetTargetList(_TargetInformation** list, unsigned char with_portals) {
-    constexpr int out_of_memory = database_status::out_of_memory;
+    using namespace opinit;
     return without_exceptions(out_of_memory, [&] {
-        TargetRecords targets{list};
+        TargetProbe probe;
+        TargetRecords targets{list, with_portals != 0, &probe};
         if (!targets) return out_of_memory;
-        return build_target_list(targets, with_portals != 0);
+        std::uint32_t count = 0;
+        const int result = walk_recorded_targets(targets, count);
+        if (count != 0) targets.hand_over();
+        return result;
     });
 }

@@ -1,24 +1,19 @@
-// Owning a list of targets.
+// Every target that discovery recorded.
 #pragma once
 
-#include <memory>
+#include <cstdint>
 
-#include "kvlinopinitr/open_initiator_functions.h"
+#include "targets/target_receiver.h"
 
 namespace opinit {
 
-struct TargetListRelease {
-    void operator()(_TargetInformation* list) const { FreeTargetList(list); }
-};
+/// Hands over all recorded targets, portal directory by portal directory, and adds their number to `count`.
+/// Deletes the discovery records of portals whose directory is empty. 0 with at least one target; else -1
+/// when no portal is recorded, 2, or what the last portal gave: 179 or -2.
+int walk_recorded_targets(TargetReceiver& targets, std::uint32_t& count);
 
-/// A chain of target records, each with its portals.
-using TargetList = std::unique_ptr<_TargetInformation, TargetListRelease>;
-
-/// Every recorded target with its portals. `result` is what `_GetTargetList` answers.
-inline TargetList read_target_list(int& result) {
-    _TargetInformation* list = nullptr;
-    result = _GetTargetList(&list, 1);
-    return TargetList{list};
-}
+/// Puts all recorded targets into the caller's buffer, as `_GetTargetList` lists them. Answers the same;
+/// after a negative answer the caller's memory is left alone.
+int deliver_target_list(void* buffer, unsigned int* bytes);
 
 }  // namespace opinit

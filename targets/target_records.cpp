@@ -3,13 +3,27 @@
 #include <cstdlib>
 #include <utility>
 
-#include "core/base/record_list.h"
 #include "core/base/text.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinit {
 
-TargetRecords::TargetRecords(_TargetInformation** list) : list_{list}, first_{std::exchange(*list, nullptr)} {
+void fill_target(_TargetInformation& record, const TargetEntry& entry) {
+    copy_text(entry.target, record.target_name);
+    copy_text("NOT AVAILABLE", record.info_text);
+}
+
+bool append_portal(RecordList<_TargetPortalGroups>& portals, const TargetEntry& entry) {
+    _TargetPortalGroups* portal = portals.append();
+    if (portal == nullptr) return false;
+    entry.address.copy(reinterpret_cast<char*>(portal->address), sizeof portal->address);
+    portal->tpgt = entry.tag;
+    portal->port = entry.port;
+    return true;
+}
+
+TargetRecords::TargetRecords(_TargetInformation** list, bool with_portals, TargetProbe* probe)
+    : list_{list}, with_portals_{with_portals}, probe_{probe}, first_{std::exchange(*list, nullptr)} {
     if (first_ == nullptr) first_ = new_record<_TargetInformation>();
 }
 
@@ -17,24 +31,41 @@ TargetRecords::~TargetRecords() {
     FreeTargetList(first_);
 }
 
-bool TargetRecords::fill_next(std::string_view target_name, _TargetPortalGroups* portal) {
+bool TargetRecords::add_target(const TargetEntry& entry, const ProbedPortal& probed) {
+    RecordList<_TargetPortalGroups> portals;
+    if (with_portals_ && !append_portal(portals, entry)) return false;
     _TargetInformation* record = last_ == nullptr ? first_ : new_record<_TargetInformation>();
     if (record == nullptr) return false;
     if (last_ != nullptr) link_record(last_, record);
     last_ = record;
-    ++count_;
-    copy_text(target_name, record->target_name);
-    copy_text("NOT AVAILABLE", record->info_text);
-    record->portals = portal;
+    fill_target(*record, entry);
+    record->portals = last_portal_ = portals.release();
+    if (probe_ != nullptr) probe_->mark(*record, probed);
     return true;
 }
 
-_TargetInformation* TargetRecords::after(const _TargetInformation* earlier) const {
-    return earlier == nullptr ? first_ : next_record(earlier);
+bool TargetRecords::add_portal(const TargetEntry& entry) {
+    if (!with_portals_) return true;
+    RecordList<_TargetPortalGroups> portal;
+    if (!append_portal(portal, entry)) return false;
+    link_record(last_portal_, portal.first());
+    last_portal_ = portal.release();
+    return true;
 }
 
 void TargetRecords::hand_over() {
     *list_ = std::exchange(first_, nullptr);
+}
+
+bool TargetDelivery::add_target(const TargetEntry& entry, const ProbedPortal& probed) {
+    if (next_ == nullptr) return true;
+    auto& record = *reinterpret_cast<_TargetInformation*>(next_);
+    record = {};
+    fill_target(record, entry);
+    probe_.mark(record, probed);
+    next_ += sizeof record;
+    bytes_ += static_cast<std::uint32_t>(sizeof record);
+    return true;
 }
 
 }  // namespace opinit

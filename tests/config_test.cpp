@@ -1,26 +1,62 @@
 // The initiator's configuration as an agent reads and writes it.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <functional>
+#include <mutex>
+#include <thread>
 #include <tuple>
 
 #include "tests/support/host.h"
 #include "tests/support/settings.h"
 
-// Stands in for the C library's: tells which permissions new content was given, and fails on demand.
+// Stands in for the C library's: tells which permissions new content was given, and fails or forks on demand.
 static std::vector<mode_t> flushed;
 static std::size_t failing_flush = 0;
+static std::mutex flushing;
+static pid_t worker = -1;  // 0: forks one, which lives on
 
 extern "C" int fsync(int descriptor) {
+    const std::lock_guard one_at_a_time{flushing};
     struct stat status {};
     fstat(descriptor, &status);
     flushed.push_back(status.st_mode & 07777);
+    if (worker == 0 && (worker = fork()) == 0) pause();
     return flushed.size() == failing_flush ? -1 : 0;
+}
+
+// Stands in for the C library's: what befalls the temporary file, which alone is for its owner only, and a
+// disk that takes nothing any more, not even an old text, once iscsid.conf (0640) has come to its end.
+static std::function<void()> after_temporary;
+static std::size_t disk_end = SIZE_MAX;
+
+extern "C" ssize_t pwrite(int descriptor, const void* text, std::size_t size, off_t offset) {
+    struct stat status {};
+    fstat(descriptor, &status);
+    const mode_t mode = status.st_mode & 07777;
+    const std::size_t begin = static_cast<std::size_t>(offset);
+    if (mode == 0640 && begin + size > disk_end) size = begin < disk_end ? disk_end - begin : (disk_end = 0);
+    if (size == 0) errno = ENOSPC;
+    if (size == 0) return -1;
+    const auto result = static_cast<ssize_t>(syscall(SYS_pwrite64, descriptor, text, size, offset));
+    if (after_temporary && mode == 0600) after_temporary();
+    return result;
+}
+
+// Stands in for the C library's: waiting ends at once, when it is counted.
+static int pauses = -1;
+
+extern "C" int nanosleep(const timespec* time, timespec* rest) {
+    if (pauses < 0) return static_cast<int>(syscall(SYS_nanosleep, time, rest));
+    ++pauses;
+    return 0;
 }
 
 namespace {
@@ -28,7 +64,9 @@ namespace {
 using namespace settings;
 
 const std::string temporary = "/tmp/tmpiscsidconf.txt";
-const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n5000(5000, 'n'), page(4090, '#');
+const std::string write_temporary = "write " + temporary, write_conf = "write " + conf;
+const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n5000(5000, 'n');
+const std::string page = "ERL=0\n" + std::string(4089, '#');
 const std::string receive = "MaxRecvDataSegmentLength", discovery = "discovery.sendtargets.iscsi." + receive;
 
 using Contents = std::vector<std::pair<std::string, std::string>>;
@@ -38,6 +76,16 @@ void expect_read(int mode, const std::string& path, const Contents& contents) {
         host::write_file(path, text);
         EXPECT_EQ(read(mode), expected) << text;
     }
+}
+
+// Takes from root what lets it pass over permissions.
+void obey_permissions(bool obey) {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[2]{};
+    syscall(SYS_capget, &header, sets);
+    const unsigned int passes = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
+    sets[0].effective = sets[0].permitted & ~(obey ? passes : 0);
+    ASSERT_EQ(syscall(SYS_capset, &header, sets), 0);
 }
 
 TEST(InitiatorName, IsTheFirstNameWord) {
@@ -50,6 +98,8 @@ TEST(InitiatorName, IsTheFirstNameWord) {
                  {"InitiatorName=\n", "-1 0"},
                  {"InitiatorName=" + n223, "0 1 " + n223},
                  {"InitiatorName=n" + n223, "-2 0"},
+                 {n223 + "nnnnnnnnnnnnnInitiatorName=iqn.a", "0 1 iqn.a"},
+                 {n223 + "nnnnnnnnnnnnnnInitiatorName=iqn.a", "-2 0"},
                  {n5000 + "InitiatorName=iqn.a", "-2 0"},
                  {n5000 + " #" + n5000 + "InitiatorName= InitiatorName=iqn.a", "0 1 iqn.a"}});
     host::remove(name_file);
@@ -71,7 +121,7 @@ TEST(Settings, AreReadInFileOrder) {
         {"ERL# = a\nERL### = b\nERL##c = d\nERL#c = e\nERLs = f\nMTU = g\n", "0 4 1=iqn.a 14=a 14=b 14=d"},
         {"ERL\nERL =\n==\n=node.startup= ", "0 2 1=iqn.a 14="},
         {"ERL = \t1\r\nERL\t= 1\nnode.startup = a", "0 3 1=iqn.a 14=1 15=a"},
-        {"#" + x159.substr(1) + "ERL = next_piece\n", "0 2 1=iqn.a 14=next_piece"},
+        {"#" + x159.substr(2) + "#ERL = next_piece\n", "0 2 1=iqn.a 14=next_piece"},
         {std::string("\0 = \xff\nERL = 1\n", 14), "0 2 1=iqn.a 14=1"},
         {forty, first_34},
     };
@@ -80,6 +130,18 @@ TEST(Settings, AreReadInFileOrder) {
     EXPECT_EQ(read(), "0 1 1=iqn.a");
     host::make_directory(conf);
     EXPECT_EQ(read(), "0 1 1=iqn.a");
+}
+
+TEST(Readers, WantFilesThatMayBeWritten) {
+    host::set_initiator_name("iqn.a");
+    host::write_file(conf, "ERL = 1\n");
+    chmod(conf.c_str(), 0400);
+    obey_permissions(true);
+    _iSCSI_Property out{};
+    EXPECT_EQ(read(), "0 1 1=iqn.a");
+    EXPECT_EQ(_GetProperty(1, 14, &out), -1);
+    chmod(name_file.c_str(), 0400);
+    EXPECT_EQ(read(), "-1 0");
 }
 
 TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
@@ -112,7 +174,7 @@ TEST(OneProperty, IsTheFirstLineThatMentionsIt) {
         {"x." + receive + "s=1\nnode.conn[0].iscsi." + receive + " = 2", 2, 0, "1"},
         {"node.startup\nnode.startup = a\n", 15, -1, "old"},
         {"node.startup =\n", 15, 0, ""},
-        {"#" + x159.substr(81) + "node.startup = next_piece\n", 15, 0, "next_piece"},
+        {"#" + x159.substr(82) + "#node.startup = next_piece\n", 15, 0, "next_piece"},
         {"IP Address = 10.0.0.1\n", 67, 0, "10.0.0.1"},
         {"=\n", 16, -1, "old"},
         {"=\n", 0, -1, "old"},
@@ -142,7 +204,7 @@ TEST(Writer, ReplacesAndAppends) {
          {{15, "b"}},
          "node.startup##iscsid = a\n#node.startup = b\n"},
         {"a", {{1, "iqn.b"}}, "a\n\n"},
-        {"a\n\n", {{1, "iqn.b"}}, "a\n\n"},
+        {"a\n\n", {{1, "iqn.b"}}, "a\n\n\n"},
         {"a.InitiatorName\nInitiatorName = a", {{1, "iqn.b"}}, "a.InitiatorName\nInitiatorName = iqn.b\n"},
         {"ERL = " + x159 + "ERL = 1\nERL = 3", {{14, v256}}, "ERL = " + v256 + "\nERL = " + v256 + "\n"},
         {untouched, {{14, v256}}, untouched + "node.session.iscsi.ERL = " + v256 + "\n\n"},
@@ -184,8 +246,8 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     host::write_file("/etc/victim", "victim");
     host::make_link(conf, "/etc/real.conf");
     host::make_link(temporary, "/etc/victim");
+    host::make_link(name_file, "/etc/real.name");
     chmod("/etc/real.conf", 0640);
-    host::remove(name_file);
     umask(0);
     struct stat before, after;
     stat("/etc/real.conf", &before);
@@ -193,41 +255,41 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     stat("/etc/real.conf", &after);
     EXPECT_EQ(after.st_ino, before.st_ino);
     EXPECT_EQ(host::read_file("/etc/real.conf"), "ERL = 2\n\n");
-    EXPECT_EQ(flushed, (std::vector<mode_t>{0666, 0600, 0640}));
+    EXPECT_EQ(flushed, (std::vector<mode_t>{0666, 0640})) << "only what stays, for good";
     EXPECT_EQ(host::read_file("/etc/victim"), "victim");
+    EXPECT_EQ(host::read_file("/etc/real.name"), "InitiatorName=iqn.b\n");
     EXPECT_FALSE(host::exists(temporary));
-}
-
-// Takes from root what lets it pass over permissions.
-void obey_permissions(bool obey) {
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct sets[2]{};
-    syscall(SYS_capget, &header, sets);
-    const unsigned int passes = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
-    sets[0].effective = sets[0].permitted & ~(obey ? passes : 0);
-    ASSERT_EQ(syscall(SYS_capset, &header, sets), 0);
+    host::make_directory(temporary);
+    EXPECT_EQ(set({{14, "3"}}), 0) << "an empty directory is out of the way";
+    EXPECT_FALSE(host::exists(temporary));
 }
 
 void fill(const char* directory = nullptr, const char* size = "") {
     ASSERT_TRUE(directory == nullptr || mount("none", directory, "tmpfs", 0, size) == 0);
     host::write_file(conf, page);
+    chmod(conf.c_str(), 0640);
     host::set_initiator_name("iqn.a");
 }
 
 TEST(Writer, LosesNothingWhenAFileFails) {
+    const std::string unreadable = "read tmp file";
     const std::tuple<const char*, std::function<void()>, std::string, const char*> cases[] = {
-        {"full /tmp", [] { fill("/tmp", "size=4k"); }, temporary, "iqn.b"},
-        {"full /etc/iscsi", [] { fill("/etc/iscsi", "size=8k"); }, conf, "iqn.b"},
-        {"unwritable /tmp", [] { chmod("/tmp", 0500); }, temporary, "iqn.b"},
-        {"directory in the way", [] { host::make_directory(temporary); }, temporary, "iqn.b"},
+        {"full /tmp", [] { fill("/tmp", "size=4k"); }, write_temporary, "iqn.b"},
+        {"full /etc/iscsi", [] { fill("/etc/iscsi", "size=8k"); }, write_conf, "iqn.b"},
+        {"broken disk", [] { disk_end = page.size(); }, write_conf, "iqn.b"},
+        {"unwritable /tmp", [] { chmod("/tmp", 0500); }, write_temporary, "iqn.b"},
+        {"directory in the way", [] { host::make_directory(temporary + "/x"); }, write_temporary, "iqn.b"},
         {"unreadable iscsid.conf", [] { chmod(conf.c_str(), 0200); }, "", "iqn.b"},
         {"unwritable iscsid.conf", [] { chmod(conf.c_str(), 0400); }, "", "iqn.b"},
         {"unwritable name file", [] { chmod(name_file.c_str(), 0400); }, "", "iqn.a"},
         {"name file not flushed", [] { failing_flush = 1; }, "", "iqn.a"},
-        {"temporary file not flushed", [] { failing_flush = 2; }, temporary, "iqn.b"},
-        {"iscsid.conf not flushed", [] { failing_flush = 3; }, conf, "iqn.b"},
+        {"temporary file gone", [] { after_temporary = [] { host::remove(temporary); }; }, unreadable,
+         "iqn.b"},
+        {"temporary file cut", [] { after_temporary = [] { host::write_file(temporary, "#"); }; }, unreadable,
+         "iqn.b"},
+        {"iscsid.conf not flushed", [] { failing_flush = 2; }, write_conf, "iqn.b"},
     };
-    for (const auto& [what, break_it, unwritable, name] : cases) {
+    for (const auto& [what, break_it, unable, name] : cases) {
         SCOPED_TRACE(what);
         fill();
         testing::internal::CaptureStderr();
@@ -239,13 +301,87 @@ TEST(Writer, LosesNothingWhenAFileFails) {
         EXPECT_EQ(host::read_file(conf), page);
         EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + std::string{name} + "\n");
         failing_flush = 0;
+        after_temporary = nullptr;
+        disk_end = SIZE_MAX;
         umount2("/tmp", MNT_DETACH);
         umount2("/etc/iscsi", MNT_DETACH);
         host::remove(temporary);
         for (const std::string& path : {conf, name_file, std::string{"/tmp"}}) chmod(path.c_str(), 0755);
-        const std::string message = unwritable.empty() ? "" : "ERROR: unable to write " + unwritable + ".\n";
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), message);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  unable.empty() ? "" : "ERROR: unable to " + unable + ".\n");
     }
+}
+
+TEST(Writer, LeavesNoNameFileThatNeverGotAName) {
+    host::make_link(name_file, "/etc/real.name");
+    for (const std::string& path : {std::string{"/etc/real.name"}, name_file}) {
+        flushed.clear();
+        failing_flush = 1;
+        EXPECT_EQ(set({{1, "iqn.a"}}), -1);
+        EXPECT_FALSE(host::exists(path));
+        EXPECT_TRUE(path == name_file || host::exists(name_file)) << "the link is the administrator's";
+        host::remove(name_file);
+    }
+}
+
+int lock_against_writers(int operation) {
+    const int descriptor = open(conf.c_str(), O_RDONLY);
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    return fcntl(descriptor, operation, &lock) == 0 ? descriptor : -1;
+}
+
+// Sets the same property again and again; what was set stands there afterwards, whoever else writes.
+bool writes_in_turn(unsigned int id, std::size_t rounds) {
+    for (std::size_t i = 0; i < rounds; ++i) {
+        const std::string value(1 + i * id % 200, static_cast<char>('a' + i % 26));
+        if (set({{id, value}, {1, "iqn." + value}}) != 0) return false;
+        const int lock = lock_against_writers(F_OFD_SETLKW);
+        const std::string text = host::read_file(conf);
+        close(lock);
+        if (text.find(full_key(id) + " = " + value + "\n") == std::string::npos) return false;
+    }
+    return true;
+}
+
+TEST(Writers, TakeTurns) {
+    constexpr std::size_t rounds = 250;
+    host::write_file(conf, page + "\n");
+    const pid_t other = fork();
+    bool well[2] = {};
+    std::thread second{[&] { well[0] = writes_in_turn(other != 0 ? 18 : 16, rounds); }};
+    well[1] = writes_in_turn(other != 0 ? 15 : 17, rounds);
+    second.join();
+    if (other == 0) _exit(well[0] && well[1] ? 0 : 1);
+    int status = -1;
+    waitpid(other, &status, 0);
+    EXPECT_TRUE(well[0] && well[1] && status == 0) << well[0] << well[1] << status;
+    const std::string text = host::read_file(conf), name = host::read_file(name_file);
+    EXPECT_EQ((text + name).find('\0'), std::string::npos);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2 + 4 + 4 * rounds)
+        << "4 settings, an empty line each time";
+    EXPECT_EQ(std::count(name.begin(), name.end(), '\n'), 1);
+}
+
+TEST(Writers, LeaveNoLockWithAChild) {
+    worker = 0;
+    EXPECT_EQ(set({{14, "1"}}), 0);
+    pauses = 0;
+    EXPECT_EQ(set({{14, "2"}}), 0);
+    EXPECT_EQ(pauses, 0);
+    ASSERT_GT(worker, 0);
+    kill(worker, SIGKILL);
+}
+
+TEST(Writers, DoNotWaitForEver) {
+    fill();
+    ASSERT_GE(lock_against_writers(F_OFD_SETLK), 0);
+    pauses = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(set({{1, "iqn.b"}, {14, "1"}}), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: unable to write " + conf + ".\n");
+    EXPECT_EQ(pauses, 10000);
+    EXPECT_EQ(host::read_file(conf) + host::read_file(name_file), page + "InitiatorName=iqn.a\n");
 }
 
 }  // namespace

@@ -94,7 +94,6 @@ std::ostream& operator<<(std::ostream& out, const Operation& operation) {
 }
 
 const Operation table[] = {
-    {"QuerySessionCount", [](auto& o) { return o.QuerySessionCount(&count); }, {99, 183, 182}},
     {"QuerySessionList",
      [](auto& o) { return o.QuerySessionList(buffer, &count, &bytes); },
      {0, 99, 183, 182}},

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 
@@ -21,6 +22,10 @@ unsigned int run(OpenInitiator& initiator, const std::string& operation, unsigne
         return initiator.QueryDisks(session, buffer, &count, &bytes);
     }
     if (operation == "targets") return initiator.GetTargetList(1, 0, buffer, &bytes);
+    if (operation == "set") {
+        _iSCSI_Property request[] = {{7, "No"}, {21, "a-user"}, {78, ""}};
+        return static_cast<unsigned int>(_SetProperty(1, request));
+    }
     return 1;
 }
 

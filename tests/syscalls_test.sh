@@ -35,6 +35,13 @@ processes=$(ls /proc | grep -c '^[0-9]')
 check=$(calls check | wc -l)
 at_most "stack check, $processes processes" $((14 + 3 * processes)) "$check"
 
+trace=$(calls set)
+at_most "_SetProperty" 20 $(wc -l <<<"$trace")
+if [ "$(grep -c '^fsync' <<<"$trace")" != 1 ]; then
+    echo "FAIL _SetProperty flushes a file that does not stay"
+    failed=1
+fi
+
 for form in today older; do
     echo $form >/run/simhost/sysfs-form
     for sessions in 1 10 300; do

@@ -1,15 +1,11 @@
 #include "core/base/command.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
 
-#include "kvlinopinitr/open_initiator_functions.h"
-
-const char* tmperrfile = "/tmp/opiscsierr";
+#include "core/base/captured_output.h"
 
 namespace opinit {
 namespace {
@@ -49,16 +45,13 @@ ShellResult run_shell(const char* command) {
     return {Outcome::result_lost, status};
 }
 
+ShellResult run_captured(const char* command) {
+    make_way_for_captured_output();
+    return run_shell(command);
+}
+
 int run_command(const char* command) {
     return run_shell(command).outcome == Outcome::failed ? 1 : 0;
-}
-
-const char* captured_output_path() {
-    return tmperrfile != nullptr ? tmperrfile : "";
-}
-
-void remove_captured_output() {
-    ::unlink(captured_output_path());
 }
 
 std::string lower_case(std::string_view line) {

@@ -50,19 +50,16 @@ struct ShellResult {
 
 ShellResult run_shell(const char* command);
 
+/// Runs a command whose output is captured, after making its file safe to write to.
+ShellResult run_captured(const char* command);
+
 /// Runs a command whose output is not read: 0 when it is done or its result is lost, else 1.
 int run_command(const char* command);
 
 /// What `decide` says of the first line of the file for which it says anything. Lines are lower-cased and
-/// come in pieces of at most 511 characters. Nothing when no line decides or the file cannot be opened.
+/// come in pieces of at most 511 characters. Nothing when no line decides or the file cannot be read.
 template <class Decide>
 std::optional<unsigned int> first_decision(const char* path, Decide decide);
-
-/// Removes the file that `tmperrfile` names.
-void remove_captured_output();
-
-/// `tmperrfile` as it is now; an empty text when the agent set it to null.
-const char* captured_output_path();
 
 std::string lower_case(std::string_view line);
 
@@ -70,7 +67,7 @@ inline constexpr std::size_t output_line_limit = 512;
 
 template <class Decide>
 std::optional<unsigned int> first_decision(const char* path, Decide decide) {
-    const File output{path, Access::read};
+    const File output{path, Access::read_untrusted};
     if (!output) return std::nullopt;
     LineReader lines{output, output_line_limit};
     while (const auto piece = lines.next()) {

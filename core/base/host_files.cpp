@@ -1,6 +1,5 @@
 #include "core/base/host_files.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <string.h>
 #include <unistd.h>
@@ -11,40 +10,30 @@
 namespace opinit {
 namespace {
 
-int open_again_if_interrupted(const char* path, int flags, mode_t permissions = 0) {
-    int descriptor;
-    do {
-        descriptor = ::open(path, flags | O_CLOEXEC, permissions);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor;
-}
-
-int open_file(const char* path, Access access) {
+Descriptor open_file(const char* path, Access access) {
     switch (access) {
         case Access::read:
-            return open_again_if_interrupted(path, O_RDONLY);
+            return {path, O_RDONLY};
+        case Access::read_untrusted:
+            return {path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY};
         case Access::read_and_write:
-            return open_again_if_interrupted(path, O_RDWR);
+            return {path, O_RDWR};
         case Access::create:
-            return open_again_if_interrupted(path, O_RDWR | O_CREAT, 0666);
+            return {path, O_RDWR | O_CREAT, 0666};
         case Access::create_anew:
-            return open_again_if_interrupted(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+            break;
     }
-    return -1;
+    return {path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600};
 }
 
 }  // namespace
 
 File::File(const char* path, Access access) : descriptor_{open_file(path, access)} {}
 
-File::~File() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-}
-
 std::ptrdiff_t File::read(std::span<char> buffer) const {
     std::ptrdiff_t size;
     do {
-        size = ::read(descriptor_, buffer.data(), buffer.size());
+        size = ::read(descriptor_.number(), buffer.data(), buffer.size());
     } while (size < 0 && errno == EINTR);
     return size;
 }
@@ -75,43 +64,6 @@ bool LineReader::refill() {
     if (size <= 0) return false;
     end_ += static_cast<std::size_t>(size);
     return true;
-}
-
-Directory::Directory(const char* path, Links links)
-    : descriptor_{open_again_if_interrupted(
-          path, O_RDONLY | O_DIRECTORY | (links == Links::refuse ? O_NOFOLLOW : 0))} {}
-
-Directory::~Directory() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-}
-
-std::optional<Directory::Entry> Directory::next() {
-    if (position_ == filled_) {
-        const ssize_t size = ::getdents64(descriptor_, buffer_.data(), buffer_.size());
-        if (size <= 0) return std::nullopt;
-        position_ = 0;
-        filled_ = static_cast<std::size_t>(size);
-    }
-    const auto* entry = reinterpret_cast<const dirent64*>(buffer_.data() + position_);
-    position_ += entry->d_reclen;
-    return Entry{entry->d_name, entry->d_type == DT_LNK, entry->d_type == DT_DIR};
-}
-
-bool skip_dot_entries(std::string_view name) {
-    return name != "." && name != "..";
-}
-
-std::optional<std::vector<std::string>> list_directory(const char* path, bool (*select)(std::string_view)) {
-    Directory directory{path};
-    if (!directory) return std::nullopt;
-    std::vector<std::string> names;
-    while (const auto entry = directory.next()) {
-        if (select(entry->name)) names.emplace_back(entry->name);
-    }
-    std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
-        return ::strverscmp(left.c_str(), right.c_str()) < 0;
-    });
-    return names;
 }
 
 }  // namespace opinit

@@ -38,15 +38,7 @@ class RecordList {
 public:
     RecordList() = default;
     explicit RecordList(Record* first) : first_{first} {}
-    RecordList(RecordList&& other) noexcept : first_{other.release()} {}
-    RecordList& operator=(RecordList&& other) noexcept {
-        if (this != &other) {
-            free_record_list(first_, sizeof(Record));
-            first_ = std::exchange(other.first_, nullptr);
-            last_ = std::exchange(other.last_, nullptr);
-        }
-        return *this;
-    }
+    RecordList(RecordList&& other) noexcept : last_{other.last_}, first_{other.release()} {}
     ~RecordList() { free_record_list(first_, sizeof(Record)); }
 
     /// The new last record, zeroed, or null when memory is out (the list stays as it was).
@@ -63,14 +55,15 @@ public:
     }
 
     Record* first() const { return first_; }
+    Record* last() const { return last_; }
     Record* release() {
         last_ = nullptr;
         return std::exchange(first_, nullptr);
     }
 
 private:
+    Record* last_ = nullptr;  ///< of those appended here
     Record* first_ = nullptr;
-    Record* last_ = nullptr;
 };
 
 /// Puts a result into the caller's buffer: the whole of it, and only when both pointers are there.

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -23,6 +24,15 @@ class SecretText {
 public:
     void append(std::string_view text) {
         characters_.insert(characters_.end() - 1, text.begin(), text.end());
+    }
+    void reserve(std::size_t size) { characters_.reserve(size + 1); }
+    /// Cuts the text or fills it up with NULs.
+    void resize(std::size_t size) {
+        characters_.resize(size + 1);
+        characters_.back() = '\0';
+    }
+    std::span<char> from(std::size_t begin) {
+        return std::span{characters_}.subspan(begin, characters_.size() - 1 - begin);
     }
     std::string_view view() const { return {characters_.data(), characters_.size() - 1}; }
     const char* c_str() const { return characters_.data(); }

@@ -1,14 +1,17 @@
-// Whether the stack is installed and running, and on what distribution.
+// Whether the stack is installed and running. Nothing here takes memory from the heap: an answer does not
+// depend on how much of it is left.
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <array>
-#include <string>
+#include <charconv>
+#include <optional>
 #include <string_view>
 
+#include "core/base/directory.h"
 #include "core/base/host_files.h"
 #include "core/base/no_exceptions.h"
-#include "kvlinopinitr/iscsi_status.h"
+#include "core/base/path.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinit {
@@ -16,8 +19,8 @@ namespace {
 
 constexpr std::size_t modules_line_limit = 80;
 
-bool is_daemon(const std::string& process) {
-    const File command_line{("/proc/" + process + "/cmdline").c_str(), Access::read};
+bool is_daemon(std::string_view process) {
+    const File command_line{Path{"/proc/"}.text(process).text("/cmdline").c_str(), Access::read};
     if (!command_line) return false;
     std::array<char, 79> text{};
     const std::ptrdiff_t size = command_line.read(text);
@@ -30,6 +33,29 @@ bool is_process(std::string_view name) {
     return name.front() >= '0' && name.front() <= '9';
 }
 
+/// Whether the process that the daemon's own file names is a daemon: that spares a look at every process of
+/// the host. What the file says is never believed, since it may be stale or anybody's.
+bool named_daemon_runs() {
+    const File file{"/run/iscsid.pid", Access::read_untrusted};
+    if (!file) return false;
+    std::array<char, 16> text{};
+    const std::ptrdiff_t size = file.read(text);
+    if (size <= 0) return false;
+    int process = 0;
+    const auto [behind, error] = std::from_chars(text.data(), text.data() + size, process);
+    if (error != std::errc{} || process <= 0) return false;
+    return is_daemon({text.data(), static_cast<std::size_t>(behind - text.data())});
+}
+
+/// On current distributions the module file is compressed.
+bool module_file_exists(Path path) {
+    if (::access(path.c_str(), F_OK) == 0) return true;
+    for (const char* compression : {".xz", ".zst", ".gz"}) {
+        if (::access(Path{path}.text(compression).c_str(), F_OK) == 0) return true;
+    }
+    return false;
+}
+
 }  // namespace
 }  // namespace opinit
 
@@ -40,53 +66,40 @@ int check_stack_available() {
         if (!File{"/etc/iscsi/iscsid.conf", Access::read}) return 0;
         utsname kernel{};
         uname(&kernel);
-        const std::string module =
-            std::string{"/lib/modules/"} + kernel.release + "/kernel/drivers/scsi/iscsi_tcp.ko";
-        return access(module.c_str(), F_OK) == 0 ? 1 : 0;
+        const Path modules = Path{"/lib/modules/"}.text(kernel.release);
+        return module_file_exists(Path{modules}.text("/kernel/drivers/scsi/iscsi_tcp.ko")) ? 1 : 0;
     });
 }
 
 int is_module_loaded() {
-    const File modules{"/proc/modules", Access::read};
-    if (!modules) return 0;
-    LineReader lines{modules, modules_line_limit};
-    while (const auto piece = lines.next()) {
-        if (piece->starts_with("iscsi_tcp")) return 1;
-    }
-    return 0;
+    return without_exceptions(0, [] {
+        const File modules{"/proc/modules", Access::read};
+        if (!modules) return 0;
+        LineReader lines{modules, modules_line_limit};
+        while (const auto piece = lines.next()) {
+            if (piece->starts_with("iscsi_tcp")) return 1;
+        }
+        return 0;
+    });
 }
 
 int check_iscsid_instances() {
     return without_exceptions(0, [] {
-        Directory processes{"/proc"};
+        DirectoryRoom room;
+        Directory processes{"/proc", room.bytes};
         if (!processes) return 0;
         int count = 0;
         while (const auto entry = processes.next()) {
-            if (is_process(entry->name) && is_daemon(std::string{entry->name}) && ++count > 1) break;
+            if (is_process(entry->name) && is_daemon(entry->name) && ++count > 1) break;
         }
-        return count;
+        return processes.error() == 0 ? count : 0;
     });
 }
 
 int check_stack_running() {
-    const int loaded = is_module_loaded();
-    const int daemons = check_iscsid_instances();
-    return loaded == 1 && daemons > 0 ? 1 : 0;
-}
-
-int get_linux_distro(int* code) {
-    const File banner{"/etc/issue", Access::read_and_write};
-    if (!banner) return static_cast<int>(iscsi_status::cannot_open_file);
-    std::array<char, 80> text{};
-    const std::ptrdiff_t size = banner.read(text);
-    const std::string_view head{text.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
-    if (head.find("Red Hat") != std::string_view::npos) {
-        *code = DISTRO_REDHAT;
-    } else if (head.find("SUSE") != std::string_view::npos) {
-        *code = DISTRO_SUSE;
-    } else {
-        *code = DISTRO_UNKNOWN;
-        return 1;
-    }
-    return 0;
+    return without_exceptions(0, [] {
+        const bool loaded = is_module_loaded() == 1;
+        const bool daemon = named_daemon_runs() || check_iscsid_instances() > 0;
+        return loaded && daemon ? 1 : 0;
+    });
 }

@@ -1,17 +1,21 @@
 // The interface through which a storage management agent controls the host's iSCSI initiator.
 //
 // Common to all operations:
-// - A call does its whole work on the caller's thread and takes no lock: one call at a time.
+// - A call does its whole work on the caller's thread: one call at a time. No exception leaves it, and a
+// thread
+//   that is cancelled meanwhile finishes it first.
 // - It answers a status of iscsi_status.h (`GetErrStr` gives its message) unless said otherwise.
 // - Checks are made in the order given and before any work. "index" is the initiator node index: the host
 //   has one initiator, so only 1 is accepted. "available" asks for /etc/iscsi/iscsid.conf and the iscsi_tcp
-//   module file of the running kernel (else 182); "running" asks for the module in /proc/modules and an
-//   iscsid process (else 183, or 182 when the stack is not installed either).
+//   module file of the running kernel, plain or compressed (else 182); "running" asks for the module in
+//   /proc/modules and an iscsid process (else 183, or 182 when the stack is not installed either).
 // - Results arrive in `buffer` as an array of records of iscsi_records.h, and their length in bytes through
 //   `bytes`, only when both pointers are non-null; otherwise nothing is copied and the call is as good.
 //   `bytes` is written, never read: the caller makes the buffer large enough beforehand.
 // - An IPv4 address is passed as 4 bytes, first dotted component first.
-// - Null for any other pointer is refused with 205 behind the checks, unless an operation says otherwise.
+// - Null for any other pointer is refused with 205 behind the checks, and not logged, unless an operation
+// says
+//   otherwise.
 // - "Logged" codes are put into the object's `err_msg` and into the maker's log; no other code is.
 //
 // The entries under each operation are also the rows of docs/operations.md, which is made from them.
@@ -45,8 +49,10 @@ public:
 
     /// Loads the module and starts the daemon through the distribution's init script.
     /// Checks: index (176); available (182)
-    /// Host: runs "modprobe iscsi_tcp"; reads /etc/issue; runs "/etc/init.d/iscsid start" or
-    ///   "/etc/init.d/open-iscsi start" unless the stack runs already
+    /// Host: runs "modprobe iscsi_tcp"; reads /etc/issue, and /etc/os-release when it names neither Red Hat
+    /// nor
+    ///   SUSE; runs "/etc/init.d/iscsid start" or "/etc/init.d/open-iscsi start" unless the stack runs
+    ///   already, or "systemctl start iscsid" where there is no such script and systemd runs the host
     /// Outputs: none
     /// Codes: 0 the stack runs; 416 the module does not load; 98 /etc/issue cannot be opened for reading and
     ///   writing; 1 neither Red Hat nor SUSE, or not running after the script; 313 SUSE without /sbin/iscsid;
@@ -57,12 +63,13 @@ public:
 
     /// Stops the daemon through the distribution's init script, unless a session exists.
     /// Checks: index (176); running (183, 182)
-    /// Host: reads the initiator name file and /etc/issue, counts /sys/class/iscsi_session; runs
-    ///   "/etc/init.d/iscsid stop" or "/etc/init.d/open-iscsi stop", on SUSE "killall iscsid" and
-    ///   "rmmod iscsi_tcp" when the daemon survives
+    /// Host: reads the initiator name file, /etc/issue and /etc/os-release as above, counts
+    ///   /sys/class/iscsi_session; runs "/etc/init.d/iscsid stop" or "/etc/init.d/open-iscsi stop", or where
+    ///   systemd takes their place "systemctl stop iscsid.socket iscsid.service"; on SUSE "killall iscsid"
+    ///   and "rmmod iscsi_tcp" when the daemon survives
     /// Outputs: none
-    /// Codes: 0 stopped; 198 initiator name too long; 191 no initiator name; 189 a session exists; 99 out of
-    ///   memory while they were counted; 98, 1 as for `StartInitiator`; else the script's wait status
+    /// Codes: 0 stopped; 198 initiator name too long; 191 no initiator name; 189 a session exists; 99 they
+    ///   cannot be counted; 98, 1 as for `StartInitiator`; else the script's wait status
     /// Logged: 198, 191
     /// Blocks: as long as the init script takes, seconds
     virtual unsigned int StopInitiator(int index) = 0;
@@ -192,7 +199,7 @@ public:
     /// Checks: running (183, 182)
     /// Host: lists /sys/class/iscsi_session
     /// Outputs: count, unless there is no session (it then keeps the caller's value: preset it to 0)
-    /// Codes: 0; 99 out of memory
+    /// Codes: 0
     /// Logged: no
     /// Blocks: no
     virtual unsigned int QuerySessionCount(unsigned int* count) = 0;
@@ -235,7 +242,8 @@ public:
     ///   the file that `tmperrfile` names
     /// Outputs: none
     /// Codes: 0 done; 179 no such target or no records; 167 a session is active (records of other targets at
-    ///   the portal may be gone all the same); 99 out of memory
+    ///   the portal may be gone all the same); 99 out of memory, or the databases or sessions cannot be read
+    ///   whole, so that a session may go unseen
     /// Logged: every code but 0
     /// Blocks: about a second
     virtual unsigned int RemoveTarget(int index, unsigned char* address, unsigned short port,
@@ -273,7 +281,7 @@ public:
     ///   initiator name too long (an initiator name that stood before a refused entry is already written);
     ///   4294967295 a file cannot be opened or written, or out of memory
     /// Logged: every code, 0 too
-    /// Blocks: no
+    /// Blocks: for 10 s at most, while another caller of this library writes
     virtual unsigned int SetProperty(int index, _iSCSI_Property* properties) = 0;
 
     /// Lists what belongs to an object. Type 40: the portals of a target, `_TargetPortalGroups`, 29 bytes

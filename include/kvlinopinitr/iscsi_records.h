@@ -37,8 +37,9 @@ struct _InitiatorNode {
 
 /// One portal of a target (`GetList` types 40 and 41).
 struct _TargetPortalGroups {
-    std::uint8_t address[16];  ///< to the caller: 4 bytes of IPv4 address, the rest without meaning;
-                               ///< inside a target's portal list: dotted text, not always terminated
+    std::uint8_t address[16];  ///< to the caller: 4 bytes of IPv4 address, the rest without meaning, or
+                               ///< all zero for IPv6; inside a target's portal list: the address as
+                               ///< text, not always terminated
     std::uint8_t tpgt;         ///< target portal group tag
     std::uint32_t port;        ///< TCP port
     char reserved_21[8];
@@ -74,7 +75,9 @@ struct _LoginParams {
     std::uint8_t data_digest;    ///< non-zero: ask for CRC32C data digests
 };
 
-/// The first connection of a session (`GetList` type 42, `Connections` of a session record).
+/// The first connection of a session (`GetList` type 42, `Connections` of a session record). IPv6 addresses
+/// are left zero. While a session is in recovery, address and port are those of persistent_address and
+/// persistent_port.
 struct _ConnectionInformation {
     char reserved_0[1];
     std::uint8_t InitiatorAddress[16];  ///< /sys/class/iscsi_host/host%u/ipaddress, one byte per component

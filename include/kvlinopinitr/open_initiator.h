@@ -8,7 +8,7 @@
 /// Allocated and constructed by the agent, so its layout is shared: 1,040 bytes.
 ///
 /// Construction probes whether the stack is installed and running, into `stack_avail`,
-/// `op_init_stack_avail` and `op_initiator_started`; it leaves `err_msg` as it finds it. The destructor sets
+/// `op_init_stack_avail` and `op_initiator_started`, and empties `err_msg`. The destructor sets
 /// `stack_avail` to 0. What the operations do is written down in iscsi_initiator.h.
 class OpenInitiator : public ISCSI_Initiator {
 public:
@@ -52,7 +52,7 @@ public:
     unsigned int DelTargetChapEntry(int index, char* username, char* password) override;
 
     unsigned char reserved;    ///< keeps the layout; the library never reads or writes it
-    char err_msg[1024];        ///< message of the last code that an operation logged
+    char err_msg[1024];        ///< message of the last code that an operation logged, empty before
     unsigned int stack_avail;  ///< this object's last own probe whether the stack is installed
 };
 

@@ -21,20 +21,22 @@ extern unsigned int SIZEOFPOINTER;
 // ---- Stack detection ----
 
 /// 1 when /etc/iscsi/iscsid.conf can be read and the running kernel has a file
-/// /lib/modules/RELEASE/kernel/drivers/scsi/iscsi_tcp.ko, else 0.
+/// /lib/modules/RELEASE/kernel/drivers/scsi/iscsi_tcp.ko, or one with .xz, .zst or .gz behind it, else 0.
 int check_stack_available();
 /// 1 when a line of /proc/modules begins with "iscsi_tcp", else 0.
 int is_module_loaded();
 /// Number of processes whose program path contains "iscsid": 0, 1, or 2 for two and more.
 int check_iscsid_instances();
-/// 1 when the module is loaded and a daemon runs, else 0.
+/// 1 when the module is loaded and a daemon runs, else 0. The process that /run/iscsid.pid names is looked at
+/// first; unless it is a daemon, all processes are.
 int check_stack_running();
 
 inline constexpr int DISTRO_REDHAT = 1;
 inline constexpr int DISTRO_SUSE = 2;
 inline constexpr int DISTRO_UNKNOWN = -1;
-/// Tells the distribution by /etc/issue. 0: `*code` is 1 or 2; 1: neither, `*code` is -1; 98: the file cannot
-/// be opened for reading and writing, `*code` is left alone.
+/// Tells the distribution by /etc/issue, or where that names neither, by ID and ID_LIKE of /etc/os-release.
+/// 0: `*code` is 1 or 2; 1: neither, `*code` is -1; 98: the file cannot be opened for reading and writing,
+/// `*code` is left alone.
 int get_linux_distro(int* code);
 
 // ---- Configuration ----
@@ -75,7 +77,7 @@ unsigned int _remove_persistent_entry(const char* unused_name, const char* addre
 
 // ---- Sessions, connections, disks ----
 
-/// Number of sessions into `*count`, which is left alone when there is none. 0; 12 out of memory.
+/// Number of sessions into `*count`, which is left alone when there is none or they cannot be read. 0.
 int _QuerySessionCount(unsigned int* count);
 /// All sessions and their number. The `Connections` of each record is a heap block of its own. 0 done; -2 no
 /// session (`*list` null, `*count` left alone); 12 out of memory (the same).

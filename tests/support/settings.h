@@ -16,6 +16,11 @@ inline const std::string name_file = "/etc/iscsi/initiatorname.iscsi";
 
 using Property = std::pair<unsigned int, std::string>;
 
+inline std::string full_key(std::size_t id) {
+    return iscsi_property::key_prefix(iSCSI_PropertyTable[id].key_class) +
+           std::string{iSCSI_PropertyTable[id].name};
+}
+
 inline int set(const std::vector<Property>& request) {
     std::vector<_iSCSI_Property> list;
     for (const auto& [id, value] : request) value.copy(list.emplace_back(_iSCSI_Property{id, {}}).value, 256);

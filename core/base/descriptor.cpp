@@ -1,0 +1,44 @@
+#include "core/base/descriptor.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace opinit {
+namespace {
+
+constexpr int first_free = STDERR_FILENO + 1;
+
+int open_again_if_interrupted(const char* path, int flags, mode_t permissions) {
+    int number;
+    do {
+        number = ::open(path, flags | O_CLOEXEC, permissions);
+    } while (number < 0 && errno == EINTR);
+    return number;
+}
+
+int open_above_standard_streams(const char* path, int flags, mode_t permissions) {
+    const int number = open_again_if_interrupted(path, flags, permissions);
+    if (number < 0 || number >= first_free) return number;
+    const int moved = ::fcntl(number, F_DUPFD_CLOEXEC, first_free);
+    const int error = errno;
+    ::close(number);
+    errno = error;
+    return moved;
+}
+
+}  // namespace
+
+Descriptor::Descriptor(const char* path, int flags, mode_t permissions)
+    : number_{open_above_standard_streams(path, flags, permissions)}, error_{is_open() ? 0 : errno} {}
+
+Descriptor::~Descriptor() {
+    if (is_open()) ::close(number_);
+}
+
+bool Descriptor::missing() const {
+    return error_ == ENOENT || error_ == ENOTDIR;
+}
+
+}  // namespace opinit

@@ -1,0 +1,29 @@
+// Open file descriptors.
+#pragma once
+
+#include <sys/types.h>
+
+namespace opinit {
+
+/// Owns a descriptor that is closed on exec, and is never 0, 1 or 2: an agent without standard streams would
+/// print its messages into the file.
+class Descriptor {
+public:
+    Descriptor(const char* path, int flags, mode_t permissions = 0);
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor();
+
+    bool is_open() const { return number_ >= 0; }
+    int number() const { return number_; }
+    /// Why it could not be opened: what errno said.
+    int error() const { return error_; }
+    /// Whether it could not be opened because nothing stands there.
+    bool missing() const;
+
+private:
+    int number_;
+    int error_;
+};
+
+}  // namespace opinit

@@ -1,0 +1,77 @@
+#include "targets/portal_groups.h"
+
+#include <cstring>
+#include <string>
+
+#include "core/base/address.h"
+#include "core/base/no_exceptions.h"
+#include "kvlinopinitr/open_initiator_functions.h"
+#include "targets/target_list.h"
+#include "targets/target_records.h"
+
+namespace opinit {
+namespace {
+
+constexpr int target_missing = 1;
+constexpr int memory_out = 2;
+
+/// The text of an address field need not be terminated. IPv6 has no form as 4 bytes, so its field is zero.
+void address_to_bytes(_TargetPortalGroups& portal) {
+    const std::string_view field{reinterpret_cast<const char*>(portal.address), sizeof portal.address};
+    const std::string_view text = field.substr(0, field.find('\0'));
+    if (text.find(':') != std::string_view::npos) {
+        std::memset(portal.address, 0, sizeof portal.address);
+    } else {
+        parse_ip_address(portal.address, text);
+    }
+}
+
+/// Keeps the portals of one target and passes over all others.
+class PortalCollector final : public TargetReceiver {
+public:
+    explicit PortalCollector(std::string_view target_name) : target_name_{target_name} {}
+
+    bool add_target(const TargetEntry& entry, const ProbedPortal&) override {
+        collecting_ = !found_ && entry.target == target_name_;
+        found_ = found_ || collecting_;
+        return add_portal(entry);
+    }
+
+    bool add_portal(const TargetEntry& entry) override {
+        if (!collecting_) return true;
+        complete_ = append_portal(portals_, entry);
+        if (complete_) address_to_bytes(*portals_.last());
+        return complete_;
+    }
+
+    TargetPortals result(int status) { return {status, found_, complete_, std::move(portals_)}; }
+
+private:
+    std::string_view target_name_;
+    bool collecting_ = false;
+    bool found_ = false;
+    bool complete_ = true;
+    RecordList<_TargetPortalGroups> portals_;
+};
+
+}  // namespace
+
+TargetPortals find_portals(std::string_view target_name) {
+    PortalCollector collector{target_name};
+    std::uint32_t count = 0;
+    const int status =
+        without_exceptions(memory_out, [&] { return walk_recorded_targets(collector, count); });
+    return collector.result(status);
+}
+
+}  // namespace opinit
+
+int _GetPortalGroups(char*, char* target_name, _TargetPortalGroups** list) {
+    using namespace opinit;
+    *list = nullptr;
+    if (target_name == nullptr) return target_missing;
+    TargetPortals portals = find_portals(target_name);
+    *list = portals.records.release();
+    if (!portals.complete || portals.status == memory_out) return memory_out;
+    return portals.found ? 0 : target_missing;
+}

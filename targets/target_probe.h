@@ -1,0 +1,29 @@
+// What the target list says of a target beside its name.
+#pragma once
+
+#include <optional>
+
+#include "kvlinopinitr/iscsi_records.h"
+#include "sessions/session_table.h"
+#include "targets/target_receiver.h"
+
+namespace opinit {
+
+/// Looks at the live sessions once, when the first question about them comes.
+class TargetProbe {
+public:
+    bool logged_in(std::string_view target_name, const ProbedPortal& portal);
+
+    /// Whether every session could be read. Unless it could, a target may be logged in that is said not to
+    /// be.
+    bool sessions_known();
+
+    void mark(_TargetInformation& record, const ProbedPortal& portal);
+
+private:
+    const SessionTable& sessions();
+
+    std::optional<SessionTable> sessions_;
+};
+
+}  // namespace opinit
