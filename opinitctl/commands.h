@@ -1,16 +1,24 @@
-// The commands, one family a file. Each declares its arguments and what runs once they are read.
+// The commands, one family a file.
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <span>
 
-#include "table.h"
+#include "output.h"
 
 namespace opinitctl {
 
-void add_stack_commands(CLI::App& app, const Output& output);
-void add_config_commands(CLI::App& app, const Output& output);
-void add_target_commands(CLI::App& app, const Output& output);
-void add_session_commands(CLI::App& app, const Output& output);
-void add_doctor(CLI::App& app, const Output& output);
+struct Command {
+    const char* name;
+    const char* description;
+    /// Declares its arguments and what runs once they are read.
+    void (*declare)(CLI::App& command, Output& output);
+};
+
+std::span<const Command> stack_commands();
+std::span<const Command> config_commands();
+std::span<const Command> target_commands();
+std::span<const Command> session_commands();
+std::span<const Command> doctor_commands();
 
 }  // namespace opinitctl

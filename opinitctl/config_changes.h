@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "kvlinopinitr/iscsi_records.h"
-#include "table.h"
+#include "output.h"
 
 namespace opinitctl {
 

@@ -6,12 +6,13 @@
 #include "arguments.h"
 #include "commands.h"
 #include "config_changes.h"
+#include "diagnostics.h"
 #include "errors.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/open_initiator.h"
+#include "listing_options.h"
 #include "operation.h"
 #include "property_keys.h"
-#include "safe_text.h"
 #include "secret.h"
 
 namespace opinitctl {
@@ -135,31 +136,43 @@ void set_settings(const Texts& texts, const Texts& secret_texts, const Output& o
     output.list(change_columns(), find_changes(request.properties(), lines_before));
 }
 
-void add_config_set(CLI::App& config, const Output& output) {
-    CLI::App* const set =
-        config.add_subcommand("set", "Change settings; tells which lines were replaced or appended");
+void declare_set(CLI::App& set, Output& output) {
     const auto settings = std::make_shared<Texts>();
     const auto secret_files = std::make_shared<Texts>();
-    set->add_option("SETTING", *settings,
-                    "KEY=VALUE, where KEY is a full key, the unambiguous end of one, or an id");
-    set->add_option(
+    set.add_option("SETTING", *settings,
+                   "KEY=VALUE, where KEY is a full key, the unambiguous end of one, or an id");
+    set.add_option(
            "--secret-file", *secret_files,
            "KEY=FILE: take the value from the one line in FILE, \"-\" for standard input (repeatable)")
         ->allow_extra_args(false);
-    set->callback([settings, secret_files, &output] { set_settings(*settings, *secret_files, output); });
+    add_listing_options(set, output, headings_of(change_columns()));
+    set.callback([settings, secret_files, &output] { set_settings(*settings, *secret_files, output); });
 }
+
+void declare_config(CLI::App& config, Output& output) {
+    declare_set(*config.add_subcommand("set", "Change settings; tells which lines were replaced or appended"),
+                output);
+    add_listing_options(config, output, headings_of(setting_columns));
+    config.require_subcommand(0, 1);
+    config.callback([&config, &output] {
+        if (config.get_subcommands().empty()) show_settings(output);
+    });
+}
+
+void declare_node(CLI::App& node, Output& output) {
+    add_record_options(node, output, headings_of(node_columns));
+    node.callback([&output] { show_node(output); });
+}
+
+constexpr Command commands[] = {
+    {"node", "Show the initiator", declare_node},
+    {"config", "List all settings; secrets show as stars", declare_config},
+};
 
 }  // namespace
 
-void add_config_commands(CLI::App& app, const Output& output) {
-    app.add_subcommand("node", "Show the initiator")->callback([&output] { show_node(output); });
-
-    CLI::App* const config = app.add_subcommand("config", "List all settings; secrets show as stars");
-    add_config_set(*config, output);
-    config->require_subcommand(0, 1);
-    config->callback([config, &output] {
-        if (config->get_subcommands().empty()) show_settings(output);
-    });
+std::span<const Command> config_commands() {
+    return commands;
 }
 
 }  // namespace opinitctl

@@ -6,6 +6,7 @@
 #include "doctor_checks.h"
 #include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
+#include "listing_options.h"
 
 namespace opinitctl {
 namespace {
@@ -23,9 +24,9 @@ Json result_name(const Check& check) {
 
 const Columns<Check> check_columns = {
     {"check", [](const Check& check) -> Json { return check.name; }},
-    {"result", result_name},
-    {"finding", [](const Check& check) -> Json { return check.finding; }},
-    {"remedy", [](const Check& check) { return text_or_null(check.remedy); }},
+    {"result", result_name, Look::state},
+    {"finding", [](const Check& check) -> Json { return check.finding; }, Look::text},
+    {"remedy", [](const Check& check) { return text_or_null(check.remedy); }, Look::text},
 };
 
 void examine(const Output& output) {
@@ -38,12 +39,19 @@ void examine(const Output& output) {
     if (problems > 0) throw Failure("problems found: " + std::to_string(problems));
 }
 
+void declare(CLI::App& doctor, Output& output) {
+    add_listing_options(doctor, output, headings_of(check_columns));
+    doctor.callback([&output] { examine(output); });
+}
+
+constexpr Command commands[] = {
+    {"doctor", "Tell what the library sees on this host and why operations answer 182 or 183", declare},
+};
+
 }  // namespace
 
-void add_doctor(CLI::App& app, const Output& output) {
-    app.add_subcommand("doctor",
-                       "Tell what the library sees on this host and why operations answer 182 or 183")
-        ->callback([&output] { examine(output); });
+std::span<const Command> doctor_commands() {
+    return commands;
 }
 
 }  // namespace opinitctl

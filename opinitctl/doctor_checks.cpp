@@ -15,7 +15,7 @@
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "table.h"
+#include "output.h"
 
 namespace opinitctl {
 namespace {

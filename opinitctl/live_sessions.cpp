@@ -43,7 +43,8 @@ const Columns<_SessionInformation>& session_columns() {
     using Session = _SessionInformation;
     static const Columns<Session> columns = {
         {"session", [](const Session& session) -> Json { return session.SessionId[0]; }},
-        {"target", [](const Session& session) { return text_or_null(field_text(session.TargetName)); }},
+        {"target", [](const Session& session) { return text_or_null(field_text(session.TargetName)); },
+         Look::text},
         {"portal", session_portal},
         {"initiator_address", session_initiator_address},
         {"connections",

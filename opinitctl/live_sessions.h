@@ -6,8 +6,8 @@
 
 #include "kvlinopinitr/iscsi_initiator.h"
 #include "kvlinopinitr/iscsi_records.h"
+#include "output.h"
 #include "portal.h"
-#include "table.h"
 
 namespace opinitctl {
 

@@ -4,12 +4,12 @@
 #include <cstring>
 #include <vector>
 
+#include "diagnostics.h"
 #include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "live_sessions.h"
 #include "operation.h"
 #include "portal.h"
-#include "safe_text.h"
 #include "secret.h"
 
 namespace opinitctl {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "table.h"
+#include "output.h"
 
 namespace opinitctl {
 

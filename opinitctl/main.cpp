@@ -1,47 +1,90 @@
 // opinitctl: controls the host's iSCSI initiator from the command line.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string_view>
+#include <vector>
 
 #include "command_runner.h"
 #include "commands.h"
+#include "diagnostics.h"
 #include "errors.h"
-#include "safe_text.h"
+#include "nearest.h"
 
 namespace {
 
 using namespace opinitctl;
+using Words = std::vector<std::string>;
 
 constexpr const char* footer = R"(Results go to standard output, everything else to standard error.
 Exit status: 0 done; 1 the operation failed, its number and message are on standard error;
-2 wrong usage; 130 interrupted (128 and the number of the signal).)";
+2 wrong usage; 3 there is no such session, target or setting; 4 the stack is not installed or not running;
+130 interrupted (128 and the number of the signal).)";
 
-void declare(CLI::App& app, Output& output) {
+std::vector<Command> all_commands() {
+    std::vector<Command> all;
+    for (const auto family :
+         {stack_commands(), config_commands(), target_commands(), session_commands(), doctor_commands()}) {
+        all.insert(all.end(), family.begin(), family.end());
+    }
+    return all;
+}
+
+bool is_option(const std::string& word) {
+    return word.starts_with('-');
+}
+
+// "help X" is "X --help".
+Words words_of(int argc, char** argv) {
+    Words words(argv + std::min(argc, 1), argv + argc);
+    const auto first = std::find_if_not(words.begin(), words.end(), is_option);
+    if (first == words.end() || *first != "help") return words;
+    words.erase(first);
+    words.emplace_back("--help");
+    return words;
+}
+
+// Only the command that is meant: declaring all takes longer than most of them.
+void declare(CLI::App& app, const Words& words, Output& output) {
     app.name("opinitctl");
     app.footer(footer);
     app.fallthrough();
     app.require_subcommand(1);
+    app.set_version_flag("--version", "opinitctl " OPINITCTL_VERSION);
     app.add_flag("--json", output.json, "Print results as JSON (before or behind any command)");
     app.add_flag("-v,--verbose", CommandRunner::shows_commands,
                  "Show the commands as they run; secrets as stars");
-    add_stack_commands(app, output);
-    add_config_commands(app, output);
-    add_target_commands(app, output);
-    add_session_commands(app, output);
-    add_doctor(app, output);
+    const std::vector<Command> commands = all_commands();
+    const auto named = std::find_if_not(words.begin(), words.end(), is_option);
+    Words names;
+    for (const Command& command : commands) {
+        names.emplace_back(command.name);
+        if (named != words.end() && *named != command.name) continue;
+        command.declare(*app.add_subcommand(command.name, command.description), output);
+    }
+    if (named == words.end()) {
+        app.add_subcommand("help", "Show the help of a command");
+    } else if (app.get_subcommands({}).empty()) {
+        throw UsageError("there is no command \"" + *named + "\"; did you mean \"" + nearest(*named, names) +
+                         "\"?");
+    }
 }
 
-int run(int argc, char** argv) {
+int run(const Words& words) {
     CLI::App app{"Controls the iSCSI initiator of this host."};
     Output output;
-    declare(app, output);
     try {
-        app.parse(argc, argv);
+        declare(app, words, output);
+        app.parse(Words(words.rbegin(), words.rend()));
+    } catch (const CLI::Success& help) {
+        return app.exit(help);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? exit_done : exit_usage;
+        report(UsageError(std::string(error.what()) + "; see \"opinitctl --help\""));
+        return exit_usage;
     } catch (const UsageError& error) {
-        diagnose(error.what());
+        report(error);
         return exit_usage;
     }
     if (!std::cout.flush()) throw Failure("cannot write to standard output");
@@ -54,16 +97,14 @@ int main(int argc, char** argv) {
     // Where a parent left it ignored, no result of a command would be known, and all would count as done.
     std::signal(SIGCHLD, SIG_DFL);
     try {
-        return run(argc, argv);
-    } catch (const Interrupted& interrupted) {
-        diagnose(interrupted.what());
-        return 128 + interrupted.signal;
+        const Words words = words_of(argc, argv);
+        if (std::find(words.begin(), words.end(), "--json") != words.end()) diagnose_as_json();
+        return run(words);
     } catch (const Failure& failure) {
-        show_lines(failure.said);
-        diagnose(failure.what());
-        return exit_failed;
+        report(failure);
+        return failure.code;
     } catch (const std::exception& error) {
-        diagnose(error.what());
+        report(Failure(error.what()));
         return exit_failed;
     }
 }

@@ -1,7 +1,7 @@
 #include "operation.h"
 
+#include "diagnostics.h"
 #include "errors.h"
-#include "safe_text.h"
 
 namespace opinitctl {
 namespace {
@@ -12,6 +12,19 @@ bool is_about_the_stack(unsigned int status) {
 
 std::string in_brackets(const std::string& advice) {
     return advice.empty() ? "" : " (" + advice + ")";
+}
+
+int exit_code_of(unsigned int status) {
+    switch (status) {
+        case iscsi_status::no_such_session:
+        case iscsi_status::target_not_found:
+            return exit_not_there;
+        case iscsi_status::stack_not_installed:
+        case iscsi_status::initiator_not_started:
+            return exit_not_running;
+        default:
+            return exit_failed;
+    }
 }
 
 }  // namespace
@@ -38,7 +51,7 @@ void require_success(ISCSI_Initiator& initiator, const std::string& what, const 
     const std::string message = initiator.GetErrStr(static_cast<int>(answer.status));
     if (!message.empty()) text += ": " + message;
     text += in_brackets(is_about_the_stack(answer.status) ? "\"opinitctl doctor\" tells why" : hint);
-    Failure failure(text);
+    Failure failure(text, exit_code_of(answer.status));
     failure.status = answer.status;
     failure.said = answer.said;
     throw failure;

@@ -1,7 +1,5 @@
 #include "safe_text.h"
 
-#include <iostream>
-
 namespace opinitctl {
 
 std::string safe_text(std::string_view text) {
@@ -18,16 +16,6 @@ std::string safe_text(std::string_view text) {
         }
     }
     return safe;
-}
-
-void show_lines(const std::vector<std::string>& lines) {
-    std::cout.flush();
-    for (const std::string& line : lines) std::cerr << safe_text(line) << '\n';
-}
-
-void diagnose(std::string_view message) {
-    std::cout.flush();
-    std::cerr << "opinitctl: " << safe_text(message) << '\n';
 }
 
 }  // namespace opinitctl

@@ -7,6 +7,7 @@
 #include "arguments.h"
 #include "commands.h"
 #include "kvlinopinitr/open_initiator.h"
+#include "listing_options.h"
 #include "live_sessions.h"
 #include "operation.h"
 
@@ -41,11 +42,11 @@ const Columns<Connection> connection_columns = {
 const Columns<Disk> disk_columns = {
     {"lun", [](const Disk& disk) -> Json { return disk.Lun; }},
     {"device", [](const Disk& disk) { return text_or_null(field_text(disk.DeviceName)); }},
-    {"size_bytes", size_in_bytes},
+    {"size_bytes", size_in_bytes, Look::bytes},
     {"vendor", [](const Disk& disk) { return text_or_null(field_text(disk.Vendor)); }},
     {"model", [](const Disk& disk) { return text_or_null(field_text(disk.Model)); }},
     {"scsi_address", [](const Disk& disk) -> Json { return scsi_address(disk); }},
-    {"target", [](const Disk& disk) { return text_or_null(field_text(disk.TargetName)); }},
+    {"target", [](const Disk& disk) { return text_or_null(field_text(disk.TargetName)); }, Look::text},
 };
 
 void show_sessions(const Output& output) {
@@ -81,19 +82,33 @@ void show_disks(const std::string& text, const Output& output) {
     output.list(disk_columns, count == 0 ? std::vector<Disk>() : answer.records());
 }
 
+void declare_sessions(CLI::App& sessions, Output& output) {
+    add_listing_options(sessions, output, headings_of(session_columns()));
+    sessions.callback([&output] { show_sessions(output); });
+}
+
+void declare_connections(CLI::App& connections, Output& output) {
+    const Text session = add_required(connections, "SESSION", session_description);
+    add_listing_options(connections, output, headings_of(connection_columns));
+    connections.callback([session, &output] { show_connections(*session, output); });
+}
+
+void declare_disks(CLI::App& disks, Output& output) {
+    const Text session = add_required(disks, "SESSION", "Session number as sysfs has it, also above 255");
+    add_listing_options(disks, output, headings_of(disk_columns));
+    disks.callback([session, &output] { show_disks(*session, output); });
+}
+
+constexpr Command commands[] = {
+    {"sessions", "List the live sessions; numbers above 255 show as their low 8 bits", declare_sessions},
+    {"connections", "List the connections of a session", declare_connections},
+    {"disks", "List the LUNs of a session and their disks", declare_disks},
+};
+
 }  // namespace
 
-void add_session_commands(CLI::App& app, const Output& output) {
-    app.add_subcommand("sessions", "List the live sessions; numbers above 255 show as their low 8 bits")
-        ->callback([&output] { show_sessions(output); });
-
-    CLI::App* const connections = app.add_subcommand("connections", "List the connections of a session");
-    const Text session = add_required(*connections, "SESSION", session_description);
-    connections->callback([session, &output] { show_connections(*session, output); });
-
-    CLI::App* const disks = app.add_subcommand("disks", "List the LUNs of a session and their disks");
-    const Text owner = add_required(*disks, "SESSION", "Session number as sysfs has it, also above 255");
-    disks->callback([owner, &output] { show_disks(*owner, output); });
+std::span<const Command> session_commands() {
+    return commands;
 }
 
 }  // namespace opinitctl

@@ -9,6 +9,7 @@
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
+#include "listing_options.h"
 #include "operation.h"
 
 namespace opinitctl {
@@ -24,8 +25,8 @@ struct Status {
 };
 
 const Columns<Status> status_columns = {
-    {"installed", [](const Status& status) -> Json { return status.installed; }},
-    {"running", [](const Status& status) -> Json { return status.running; }},
+    {"installed", [](const Status& status) -> Json { return status.installed; }, Look::state},
+    {"running", [](const Status& status) -> Json { return status.running; }, Look::state},
     {"distribution", [](const Status& status) { return status.distribution; }},
     {"initiator_name", [](const Status& status) { return status.initiator_name; }},
     {"sessions", [](const Status& status) { return status.sessions; }},
@@ -127,23 +128,41 @@ void show_message(const std::string& argument, const Output& output) {
     output.json ? output.record<Message>(message_columns, {code, text}) : output.done(text);
 }
 
+void declare_status(CLI::App& status, Output& output) {
+    add_record_options(status, output, headings_of(status_columns));
+    status.callback([&output] { show_status(output); });
+}
+
+void declare_start(CLI::App& start, Output& output) {
+    start.callback([&output] { change_stack(&ISCSI_Initiator::StartInitiator, "start", "running", output); });
+}
+
+void declare_stop(CLI::App& stop, Output& output) {
+    stop.callback([&output] { change_stack(&ISCSI_Initiator::StopInitiator, "stop", "stopped", output); });
+}
+
+void declare_version(CLI::App& version, Output& output) {
+    add_record_options(version, output, headings_of(version_columns));
+    version.callback([&output] { show_version(output); });
+}
+
+void declare_message(CLI::App& message, Output& output) {
+    const Text code = add_required(message, "CODE", "Status code, as other commands report it");
+    message.callback([code, &output] { show_message(*code, output); });
+}
+
+constexpr Command commands[] = {
+    {"status", "Show the stack: installed, running, initiator, sessions", declare_status},
+    {"start", "Load the kernel module and start the daemon", declare_start},
+    {"stop", "Stop the daemon, unless there are sessions", declare_stop},
+    {"version", "Show the versions of the library and of the kernel module", declare_version},
+    {"message", "Show the message of a status code", declare_message},
+};
+
 }  // namespace
 
-void add_stack_commands(CLI::App& app, const Output& output) {
-    app.add_subcommand("status", "Show the stack: installed, running, initiator, sessions")
-        ->callback([&output] { show_status(output); });
-    app.add_subcommand("start", "Load the kernel module and start the daemon")->callback([&output] {
-        change_stack(&ISCSI_Initiator::StartInitiator, "start", "running", output);
-    });
-    app.add_subcommand("stop", "Stop the daemon, unless there are sessions")->callback([&output] {
-        change_stack(&ISCSI_Initiator::StopInitiator, "stop", "stopped", output);
-    });
-    app.add_subcommand("version", "Show the versions of the library and of the kernel module")
-        ->callback([&output] { show_version(output); });
-
-    CLI::App* const message = app.add_subcommand("message", "Show the message of a status code");
-    const Text code = add_required(*message, "CODE", "Status code, as other commands report it");
-    message->callback([code, &output] { show_message(*code, output); });
+std::span<const Command> stack_commands() {
+    return commands;
 }
 
 }  // namespace opinitctl

@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
+#include "listing_options.h"
 #include "live_sessions.h"
 #include "login.h"
 #include "operation.h"
@@ -118,62 +119,73 @@ void forget(const std::string& text, const Output& output) {
 
 using PortalCommand = void (*)(const std::string&, const Output&);
 
-void add_portal_command(CLI::App& app, const Output& output, const char* name, const char* description,
-                        PortalCommand run) {
-    CLI::App* const command = app.add_subcommand(name, description);
-    const Text portal = add_required(*command, "PORTAL", portal_description);
-    command->callback([portal, run, &output] { run(*portal, output); });
+template <PortalCommand Run>
+void declare_portal_command(CLI::App& command, Output& output) {
+    const Text portal = add_required(command, "PORTAL", portal_description);
+    command.callback([portal, &output] { Run(*portal, output); });
 }
 
-void add_discover(CLI::App& app, const Output& output) {
-    CLI::App* const command = app.add_subcommand("discover", "Ask a portal for its targets and record them");
-    const Text portal = add_required(*command, "PORTAL", portal_description);
+void declare_discover(CLI::App& command, Output& output) {
+    add_listing_options(command, output, headings_of(discovered_columns));
+    const Text portal = add_required(command, "PORTAL", portal_description);
     const auto limit = std::make_shared<unsigned int>(0);
-    command->add_option("--timeout", *limit, timeout_description)->check(timeout_range);
-    command->callback([portal, limit, &output] { discover(*portal, *limit, output); });
+    command.add_option("--timeout", *limit, timeout_description)->check(timeout_range);
+    command.callback([portal, limit, &output] { discover(*portal, *limit, output); });
 }
 
-void add_login(CLI::App& app, const Output& output) {
-    CLI::App* const command = app.add_subcommand("login", "Log in to a target and show its session");
+void declare_targets(CLI::App& targets, Output& output) {
+    add_listing_options(targets, output, headings_of(target_columns));
+    targets.callback([&output] { show_targets(output); });
+}
+
+void declare_portals(CLI::App& portals, Output& output) {
+    const Text target = add_required(portals, "TARGET", "Name of the target");
+    add_listing_options(portals, output, headings_of(portal_columns));
+    portals.callback([target, &output] { show_portals(*target, output); });
+}
+
+void declare_login(CLI::App& command, Output& output) {
     const auto request = std::make_shared<LoginRequest>();
-    command->add_option("TARGET", request->target, "Name of a target that was discovered")->required();
-    command->add_option("PORTAL", request->portal, portal_description)->required();
-    CLI::Option* const user =
-        command->add_option("--chap-user", request->user, "CHAP name of this initiator");
-    CLI::Option* const secret = command->add_option("--chap-secret-file", request->secret_file,
-                                                    "File with its secret; \"-\" for standard input");
+    command.add_option("TARGET", request->target, "Name of a target that was discovered")->required();
+    command.add_option("PORTAL", request->portal, portal_description)->required();
+    CLI::Option* const user = command.add_option("--chap-user", request->user, "CHAP name of this initiator");
+    CLI::Option* const secret = command.add_option("--chap-secret-file", request->secret_file,
+                                                   "File with its secret; \"-\" for standard input");
     CLI::Option* const user_in =
-        command->add_option("--chap-user-in", request->user_in, "CHAP name of the target (mutual CHAP)");
-    CLI::Option* const secret_in = command->add_option("--chap-secret-in-file", request->secret_in_file,
-                                                       "File with its secret; \"-\" for standard input");
+        command.add_option("--chap-user-in", request->user_in, "CHAP name of the target (mutual CHAP)");
+    CLI::Option* const secret_in = command.add_option("--chap-secret-in-file", request->secret_in_file,
+                                                      "File with its secret; \"-\" for standard input");
     user->needs(secret);
     secret->needs(user);
     user_in->needs(user, secret_in);
     secret_in->needs(user_in);
-    command->add_flag("--persistent", request->persistent, "Log in at every start of the stack");
-    command->add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");
-    command->add_flag("--data-digest", request->data_digest, "Ask for CRC32C data digests");
-    command->add_option("--timeout", request->limit, timeout_description)->check(timeout_range);
-    command->callback([request, &output] { log_in(*request, output); });
+    command.add_flag("--persistent", request->persistent, "Log in at every start of the stack");
+    command.add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");
+    command.add_flag("--data-digest", request->data_digest, "Ask for CRC32C data digests");
+    command.add_option("--timeout", request->limit, timeout_description)->check(timeout_range);
+    add_listing_options(command, output, headings_of(session_columns()));
+    command.callback([request, &output] { log_in(*request, output); });
 }
+
+void declare_logout(CLI::App& command, Output& output) {
+    const Text session = add_required(command, "SESSION", session_description);
+    command.callback([session, &output] { log_out(*session, output); });
+}
+
+constexpr Command commands[] = {
+    {"discover", "Ask a portal for its targets and record them", declare_discover},
+    {"targets", "List the recorded targets", declare_targets},
+    {"portals", "List the portals of a recorded target", declare_portals},
+    {"login", "Log in to a target and show its session", declare_login},
+    {"logout", "Log out of a session", declare_logout},
+    {"remove", "Delete the node records of all targets at a portal", declare_portal_command<remove>},
+    {"forget", "Stop all targets at a portal from starting automatically", declare_portal_command<forget>},
+};
 
 }  // namespace
 
-void add_target_commands(CLI::App& app, const Output& output) {
-    add_discover(app, output);
-    app.add_subcommand("targets", "List the recorded targets")->callback([&output] { show_targets(output); });
-    CLI::App* const portals = app.add_subcommand("portals", "List the portals of a recorded target");
-    const Text target = add_required(*portals, "TARGET", "Name of the target");
-    portals->callback([target, &output] { show_portals(*target, output); });
-
-    add_login(app, output);
-    CLI::App* const logout = app.add_subcommand("logout", "Log out of a session");
-    const Text session = add_required(*logout, "SESSION", session_description);
-    logout->callback([session, &output] { log_out(*session, output); });
-
-    add_portal_command(app, output, "remove", "Delete the node records of all targets at a portal", remove);
-    add_portal_command(app, output, "forget", "Stop all targets at a portal from starting automatically",
-                       forget);
+std::span<const Command> target_commands() {
+    return commands;
 }
 
 }  // namespace opinitctl

@@ -50,8 +50,8 @@ before=$(calls)
 while IFS='|' read -r arguments says; do
     eval "gives 2 '' \"*$says*\" $arguments"
 done <<'TABLE'
-|subcommand
-nosuch|
+|--help
+sesions --json|did you mean*sessions
 disks|SESSION
 logout 256|0 to 255
 disks 4294967297|number
@@ -71,8 +71,8 @@ check "refused arguments run nothing" is "$(calls)" "$before"
 # --- help names the exit codes, on every command
 commands=$(opinitctl --help | sed -n '/^Subcommands:/,/^[^ S]/s/^  \([a-z]*\) .*/\1/p')
 check "every command is listed" is "$(echo $commands)" "status start stop version message node config discover targets \
-portals login logout remove forget sessions connections disks doctor"
-for name in '' $commands 'config set'; do
+portals login logout remove forget sessions connections disks doctor help"
+for name in '' ${commands/help} 'config set'; do
     gives 0 '*Exit status: 0 done; 1 *2 wrong usage*' '' $name --help
 done
 
@@ -82,7 +82,7 @@ gives 0 "*$array:disks*10.0.0.2:3260*" '' login $array:disks 10.0.0.2:3260 --per
 session=$(awk 'NR == 2 { print $1 }' /tmp/out)
 gives 0 "*10.0.0.1:3260*" '' login $array:disks $p1
 gives 0 '*' '' disks "$session"
-check "a disk's row" is "$(row 10)" "10 sdc 107374182400 EXAMPLE ARCHIVE-DISK $(row 10 | grep -o '[0-9]*:0:0:10') $array:disks"
+check "a disk's row" is "$(row 10)" "10 sdc 100G EXAMPLE ARCHIVE-DISK $(row 10 | grep -o '[0-9]*:0:0:10') $array:disks"
 gives 0 "*10.0.0.2:3260*10.0.0.100*" '' connections "$session"
 gives 0 "*10.0.0.1:3260*10.0.0.2:3260*" '' portals $array:disks
 gives 1 '' '*167: Session is ACTIVE*may be gone*' remove 10.0.0.1
@@ -99,7 +99,7 @@ gives 0 '*' '*already logged in*' login $array:disks 10.0.0.2
 
 # --- what commands print cannot reach the terminal raw, nor the results
 override 'printf "\e[2Jraw\n"; printf "\e[2Jraw\n" >&2; exit 1'
-gives 1 '' '\\x1b[[]2Jraw*179*' discover $p1
+gives 3 '' '\\x1b[[]2Jraw*179*' discover $p1
 check "a parent that ignores SIGCHLD does not make it a success" \
     eval '! program=env opinitctl --ignore-signal=CHLD "$program" logout "$session" >/tmp/out 2>/tmp/err'
 rm $run/override/iscsiadm
@@ -128,7 +128,7 @@ gives 1 '' 'opinitctl: cannot set the settings: 1*: *' config set FastAbort=No 2
 secret=Sesame-0pen-5esame
 tee /tmp/secret >/tmp/in <<<$secret
 for source in /tmp/secret -; do
-    gives 0 '*auth.password * \*\*\*\*\*\*\*\* *' '' config set --secret-file auth.password=$source ERL=0
+    gives 0 '*auth.password \*\*\*\*\*\*\*\* *' '' config set --secret-file auth.password=$source ERL=0
     check "$source is read" grep -qx "node.session.auth.password = $secret" $conf
     sed -i '/auth.password =/d' $conf
     gives 1 '' '*199*' login $array:chap $p1 --chap-user user1 --chap-secret-file $source
