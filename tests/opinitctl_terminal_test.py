@@ -44,15 +44,14 @@ def replace_iscsiadm(script):
     os.chmod(OVERRIDE, 0o755)
 
 
-def processes(name):
-    """Number and state of each process that was started with this name, or with this argument."""
+def processes(argument):
+    """Numbers of the processes that were started with it."""
     found = []
-    for number in filter(str.isdigit, os.listdir("/run/simhost/proc")):
+    for path in glob.glob("/run/simhost/proc/[0-9]*/cmdline"):
         try:
-            with open(f"/run/simhost/proc/{number}/cmdline", "rb") as words, \
-                    open(f"/run/simhost/proc/{number}/stat", encoding="utf-8") as status:
-                if any(word.endswith(name.encode()) for word in words.read().split(b"\0")):
-                    found.append((number, status.read().rsplit(")", 1)[1].split()[0]))
+            with open(path, "rb") as words:
+                if argument.encode() in words.read().split(b"\0"):
+                    found.append(path)
         except OSError:
             pass
     return found
@@ -71,11 +70,14 @@ class Terminal:
         self.shown += self.child.before + (text if found else "")
         check(f"shows {text!r}", found, self.shown)
 
-    def press(self, key):
-        """Once opinitctl waits; a signal between a prompt and its answer waits for the next key."""
-        while not any(state == "S" for _, state in processes("/opinitctl")):
-            time.sleep(0.02)
-        self.child.sendcontrol(key)
+    def press(self, key, text):
+        """Again where the key came between a prompt and the wait for its answer: it then waits for the next key."""
+        for _ in range(10):
+            self.child.sendcontrol(key)
+            if self.child.expect_exact([text, pexpect.TIMEOUT], timeout=3) == 0:
+                self.shown += self.child.before + text
+                return
+        check(f"{key} gives {text!r}", False, self.child.before)
 
     def end(self):
         """The exit status, negative for a signal."""
@@ -144,15 +146,13 @@ def prompts_put_the_terminal_in_order():
     job = f"{PROGRAM} login {ARRAY}:chap 10.0.0.1 --chap-user user1"
     shell = Terminal("dash", "-m", "-c", f"{job}; echo exit $?; stty -a; echo next; {job}; stty -a; fg; echo exit $?")
     shell.wait_for("secret of user1: ")
-    shell.press("c")
-    shell.wait_for("opinitctl: interrupted")
+    shell.press("c", "opinitctl: interrupted")
     shell.wait_for("exit 130")
     shell.wait_for(" echo ")
     check("nothing was run", calls() == before)
     shell.wait_for("next")
     shell.wait_for("secret of user1: ")
-    shell.press("z")
-    shell.wait_for(" echo ")
+    shell.press("z", " echo ")
     shell.wait_for("secret of user1: ")
     check("echo is off again after Ctrl-Z", not shell.echoes())
     shell.child.sendline("secretsecret1")
@@ -184,7 +184,7 @@ def every_way_out_is_clean():
         while not os.path.exists("/tmp/reached"):
             time.sleep(0.02)
         os.unlink("/tmp/reached")
-        login.press("c") if request == "key" else login.child.kill(request)
+        login.press("c", "opinitctl: interrupted") if request == "key" else login.child.kill(request)
         check(f"{request} ends a login with {status}", login.end() == status and "opinitctl: interrupted" in login.shown,
               login.shown)
         check("no further command was run", not os.path.exists("/tmp/reached"))
