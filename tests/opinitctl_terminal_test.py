@@ -121,7 +121,8 @@ def discover():
 
 
 def secrets_are_asked_for():
-    session = opinitctl("login", f"{ARRAY}:mutual", "10.0.0.1", "--chap-user", "user1", "--chap-user-in", "user2")
+    session = opinitctl("login", f"{ARRAY}:mutual", "10.0.0.1", "--chap-user", "user1", "--chap-user-in", "user2",
+                        columns=160)
     for owner, secret in (("user1", "secretsecret1"), ("user2", "secretsecret2")):
         session.wait_for(f"secret of {owner}: ")
         check("echo is off", not session.echoes())
