@@ -1,153 +1,132 @@
-// The checks that open every operation, and how failures are recorded and logged.
+// Every operation through the object: its checks, and in each situation of the table its whole answer.
+#include "tests/support/operations.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
-#include <ostream>
 
-#include "kvlinopinitr/iscsi_status.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/agent.h"
 #include "tests/support/host.h"
 
 // The hooks are called by their exported names, so an agent's developer can put own ones in their place.
 static std::vector<std::string> hooks;
+static void hook(const char* what, const void* list, unsigned int count) {
+    hooks.push_back(what + std::string{list != nullptr ? " " : " null "} + std::to_string(count));
+}
 extern "C" {
+int print_target_info(_TargetInformation* list, int count) {
+    hook("targets", list, static_cast<unsigned int>(count));
+    return 0;
+}
+int print_portals_info(_TargetPortalGroups* list, unsigned int) {
+    hook("portals", list, list != nullptr ? list->address[0] : 0U);
+    return 0;
+}
 int print_session_info(_SessionInformation* list, unsigned int count) {
-    hooks.push_back("sessions " + std::to_string(count) + (list != nullptr ? "" : " null"));
+    hook("sessions", list, count);
     return 0;
 }
 int print_connection_info(_ConnectionInformation* list) {
-    hooks.push_back(list != nullptr ? "connection" : "no connection");
+    hook("connection", list, list != nullptr ? list->TargetPort : 0U);
     return 0;
 }
 int print_kv_settings(_iSCSI_Property* properties, unsigned int count) {
-    hooks.push_back("settings " + std::to_string(properties[0].id) + " of " + std::to_string(count));
+    hook("settings", properties, count);
     return 0;
 }
 }
 
 namespace {
 
-using namespace iscsi_status;
+using namespace operations;
+using Lines = std::vector<std::string>;
 
-unsigned char session_id[16] = {1};
-unsigned char address[4] = {10, 0, 0, 1};
+constexpr std::size_t buffer_size = 40'000;
 
-unsigned int len, count;
-_iSCSI_Property no_settings[] = {{78, ""}};
-
-unsigned int log_in(OpenInitiator& initiator, int index) {
-    _LoginParams params{};
-    params.node_index = static_cast<unsigned int>(index);
-    return initiator.LoginTarget(&params);
-}
-
-struct Operation {
-    const char* name;
-    std::function<unsigned int(OpenInitiator&, int index)> call;
-    unsigned int wrong_index;    // what index 2 gives; 0: no index check
-    unsigned int not_installed;  // what a host without the stack gives; 0: no stack check
-    unsigned int stopped;        // the same with the stack installed but stopped
-
-    friend std::ostream& operator<<(std::ostream& out, const Operation& item) { return out << item.name; }
-};
-
-const Operation table[] = {
-    {"StartInitiator", [](auto& o, int i) { return o.StartInitiator(i); }, 176, 182, 0},
-    {"StopInitiator", [](auto& o, int i) { return o.StopInitiator(i); }, 176, 182, 183},
-    {"GetInitiatorList", [](auto& o, int) { return o.GetInitiatorList(nullptr, &len); }, 0, 182, 0},
-    {"GetInitiatorGlobals", [](auto& o, int) { return o.GetInitiatorGlobals(nullptr, &len); }, 0, 182, 0},
-    {"GetTargetList", [](auto& o, int i) { return o.GetTargetList(i, 0, nullptr, &len); }, 176, 0, 0},
-    {"DiscoverTarget",
-     [](auto& o, int i) { return o.DiscoverTarget(i, address, 3260, nullptr, nullptr, &count, &len); }, 0,
-     182, 183},
-    {"LoginTarget", log_in, 176, 182, 183},
-    {"LogoutTarget", [](auto& o, int i) { return o.LogoutTarget(i, session_id); }, 176, 182, 183},
-    {"QuerySessionCount", [](auto& o, int) { return o.QuerySessionCount(&count); }, 0, 182, 183},
-    {"QuerySessionList", [](auto& o, int) { return o.QuerySessionList(nullptr, &count, &len); }, 0, 182, 183},
-    {"QueryDiskCount", [](auto& o, int) { return o.QueryDiskCount(session_id, &count); }, 0, 182, 183},
-    {"QueryDisks", [](auto& o, int) { return o.QueryDisks(session_id, nullptr, &count, &len); }, 0, 182, 183},
-    {"RemoveTarget", [](auto& o, int i) { return o.RemoveTarget(i, address, 3260, nullptr); }, 176, 182, 183},
-    {"RemovePersistentTarget",
-     [](auto& o, int i) { return o.RemovePersistentTarget(i, nullptr, address, 3260, nullptr); }, 176, 182,
-     183},
-    {"GetProperty", [](auto& o, int i) { return o.GetProperty(i, 7, nullptr, &len); }, 176, 182, 0},
-    {"SetProperty", [](auto& o, int i) { return o.SetProperty(i, no_settings); }, 176, 182, 0},
-    {"GetList40", [](auto& o, int i) { return o.GetList(i, 40, nullptr, &len, "iqn.none"); }, 176, 182, 183},
-    {"GetList7", [](auto& o, int i) { return o.GetList(i, 7, nullptr, &len); }, 176, 182, 183},
-    {"GetList41", [](auto& o, int i) { return o.GetList(i, 41, nullptr, &len, nullptr); }, 176, 0, 0},
-};
-
-class Checks : public testing::TestWithParam<Operation> {
+class Operations : public testing::Test {
 protected:
-    Checks() {
-        initiator.err_msg[0] = '\0';
-        shell::answer({{0, 0, ""}});
-        op_init_stack_avail = op_initiator_started = 7;
+    unsigned int call(const Operation& operation, int index = 1) {
+        Call arguments{initiator, nullptr, index};
+        return operation.call(arguments);
     }
+
+    void expect_in_full(const Operation& operation, const Outcome& expected, bool wants_list) {
+        populate_host();
+        operation.situation();
+        std::string buffer(buffer_size, '\xAA');
+        Call call{initiator, wants_list ? reinterpret_cast<unsigned char*>(buffer.data()) : nullptr};
+        initiator.err_msg[0] = '\0';
+        shell::forget();
+        EXPECT_EQ(operation.call(call), expected.status);
+        EXPECT_EQ(call.count, expected.count);
+        EXPECT_EQ(call.bytes, expected.bytes);
+        EXPECT_EQ(shell::commands(), expected.commands);
+        const bool silent = expected.logged == "-";
+        EXPECT_EQ(host::log_entries(), silent ? Lines{} : Lines{"5 2 " + expected.logged});
+        EXPECT_EQ(initiator.err_msg, silent ? "" : expected.logged);
+        const std::string content = expected_buffer(expected, buffer);
+        const auto differs = std::mismatch(buffer.begin(), buffer.end(), content.begin());
+        EXPECT_TRUE(buffer == content) << "from byte " << differs.first - buffer.begin();
+    }
+
+    /// A check that answers 0 is none: the operation goes ahead as on a healthy host.
+    void expect_check(const Operation& operation, unsigned int refusal, int index) {
+        op_init_stack_avail = op_initiator_started = 7;
+        shell::forget();
+        EXPECT_EQ(call(operation, index), refusal != 0 ? refusal : operation.healthy.status);
+        EXPECT_EQ(shell::commands(), refusal != 0 ? Lines{} : operation.healthy.commands);
+    }
+
     OpenInitiator initiator;
 };
 
-TEST_P(Checks, IndexThenStack) {
-    const Operation& operation = GetParam();
-    const auto expect_refusal = [&](unsigned int expected, int index, const char* state) {
-        if (expected == success) return;
-        EXPECT_EQ(operation.call(initiator, index), expected) << state;
-        EXPECT_TRUE(shell::commands().empty()) << state;
-    };
-    host::remove_stack();
-    expect_refusal(operation.wrong_index, 2, "wrong index");
-    if (operation.wrong_index != success) {
-        EXPECT_EQ(op_init_stack_avail, 7u) << "the index is checked before any probe";
-        EXPECT_EQ(op_initiator_started, 7u);
+TEST_F(Operations, AnswerInFull) {
+    for (const Operation& operation : table) {
+        SCOPED_TRACE(operation.name);
+        expect_in_full(operation, operation.healthy, true);
+        if (operation.healthy.bytes == untouched) continue;
+        if (std::string{operation.name}.ends_with("Version")) continue;  // these want a buffer
+        Outcome without_list = operation.healthy;
+        without_list.bytes = untouched;
+        without_list.content.clear();
+        expect_in_full(operation, without_list, false);
     }
-    expect_refusal(operation.not_installed, 1, "not installed");
-    host::install_stack();
-    expect_refusal(operation.stopped, 1, "stopped");
-
-    std::vector<std::string> log;
-    const std::string message = "There is NO multiple initiators support.";
-    if (std::string{operation.name} == "GetProperty") log = {"5 2 " + message};
-    EXPECT_EQ(host::log_entries(), log);
-    EXPECT_EQ(initiator.err_msg, log.empty() ? "" : message);
 }
 
-TEST_P(Checks, GoesAheadWhereTheTableSaysSo) {
-    const Operation& operation = GetParam();
-    host::set_initiator_name("iqn.2024-01.example.host:initiator");
-    if (operation.not_installed == success) {
-        host::remove_stack();
-        EXPECT_NE(operation.call(initiator, 1), 182u);
-    }
-    if (operation.stopped == success && std::string{operation.name} != "StartInitiator") {
-        host::install_stack();
+TEST_F(Operations, CheckTheIndexThenTheStack) {
+    for (const Operation& operation : table) {
+        if (!operation.checks) continue;
+        const std::string name = operation.name;
+        SCOPED_TRACE(name);
+        const auto [wrong_index, not_installed, stopped] = *operation.checks;
+        initiator.err_msg[0] = '\0';
+        populate_host();
+        operation.situation();
+        expect_check(operation, wrong_index, 2);
+        if (wrong_index != 0) {
+            EXPECT_EQ(op_init_stack_avail + op_initiator_started, 14u)
+                << "the index is checked before any probe";
+        }
+        operation.situation();
         host::stop_stack();
-        EXPECT_NE(operation.call(initiator, 1) | 1u, 183u) << "neither 182 nor 183";
+        if (name == "StartInitiator") host::write_file("/proc/modules", "iscsi_tcp 28672 0 - Live 0x0\n");
+        expect_check(operation, stopped, 1);
+        operation.situation();
+        host::remove_stack();
+        expect_check(operation, not_installed, 1);
+        const bool logs = name == "SetProperty" || name == "GetProperty";
+        EXPECT_EQ(host::log_entries().size(), logs ? 1U : 0U);
+        EXPECT_EQ(initiator.err_msg[0] == '\0', !logs);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, Checks, testing::ValuesIn(table),
-                         [](const auto& parameter) { return std::string{parameter.param.name}; });
-
-TEST(Frame, FixedAnswersNeedNoStack) {
-    host::remove_stack();
-    OpenInitiator o;
-    const std::vector<unsigned int> answers{o.AddConnection(0, nullptr, nullptr, nullptr, 0),
-                                            o.RemoveConnection(0, nullptr, nullptr),
-                                            o.AddTargetEntry(0, nullptr, nullptr, 0),
-                                            o.AddTargetChapEntry(0, nullptr, nullptr),
-                                            o.DelTargetChapEntry(0, nullptr, nullptr),
-                                            o.AddInitiatorNode(nullptr, nullptr),
-                                            o.RemoveInitiatorNode(1),
-                                            o.GetTargetList(-1, 0, nullptr, nullptr),
-                                            o.GetTargetList(0, 0, nullptr, nullptr),
-                                            o.IsServiceAvailable()};
-    EXPECT_EQ(answers, (std::vector<unsigned int>{89, 89, 89, 89, 89, 176, 184, 172, 176, 0}));
-    EXPECT_TRUE(host::log_entries().empty());
-}
+unsigned char session_id[16] = {1};
+unsigned char address[4] = {10, 0, 0, 1};
+unsigned int len, count;
 
 TEST(Frame, NullWhereItHasNoMeaningIsRefused) {
-    host::start_stack();
+    populate_host();
     OpenInitiator o;
     const unsigned int answers[] = {o.LoginTarget(nullptr),
                                     o.LogoutTarget(1, nullptr),
@@ -160,39 +139,44 @@ TEST(Frame, NullWhereItHasNoMeaningIsRefused) {
                                     o.QueryDisks(session_id, nullptr, nullptr, nullptr),
                                     o.RemoveTarget(1, nullptr, 1, nullptr),
                                     o.RemovePersistentTarget(1, nullptr, nullptr, 1, nullptr)};
-    for (const unsigned int answer : answers) EXPECT_EQ(answer, bad_parameters);
+    for (const unsigned int answer : answers) EXPECT_EQ(answer, 205u);
+    EXPECT_TRUE(host::log_entries().empty());
     host::remove("/etc/iscsi/iscsid.conf");
-    EXPECT_EQ(o.QuerySessionCount(&count), success) << "it runs without a configuration file";
+    EXPECT_EQ(o.QuerySessionCount(&count), 0u) << "it runs without a configuration file";
     EXPECT_EQ(op_init_stack_avail, 0u);
 }
 
-TEST(Frame, FailuresAreRecordedThroughTheTableAndLogged) {
+TEST(Frame, FailuresAreRecordedThroughTheTable) {
     struct OwnMessages : OpenInitiator {
         const char* GetErrStr(int code) override { return code == 166 ? "no such thing" : "?"; }
     };
-    host::start_stack();
+    populate_host();
+    unsigned char unknown[16] = {9};
     OwnMessages initiator;
-    EXPECT_EQ(initiator.QueryDisks(session_id, nullptr, &count, &len), no_such_session);
+    EXPECT_EQ(initiator.QueryDisks(unknown, nullptr, &count, &len), 166u);
     EXPECT_STREQ(initiator.err_msg, "no such thing");
-    EXPECT_EQ(host::log_entries(), std::vector<std::string>{"5 2 no such thing"});
-    EXPECT_EQ(initiator.QueryDiskCount(session_id, &count), no_such_session);
-    EXPECT_EQ(host::log_entries().size(), 1u) << "the count does not log";
+    EXPECT_EQ(host::log_entries(), Lines{"5 2 no such thing"});
 }
 
-TEST(Frame, HooksSeeTheListsThatAreReturned) {
-    host::start_stack();
-    host::set_initiator_name("iqn.2024-01.example.host:initiator");
-    host::write_file("/etc/iscsi/iscsid.conf", "node.startup = manual\n");
-    host::add_session({1});
-    OpenInitiator initiator;
-    hooks.clear();
-    _SessionInformation session{};
-    ASSERT_EQ(initiator.QuerySessionList(&session, &count, &len), success);
-    ASSERT_EQ(initiator.GetList(1, LIST_CONNECTIONS, nullptr, nullptr, &session), success);
-    ASSERT_EQ(initiator.GetProperty(1, 0, nullptr, nullptr), success);
-    ASSERT_EQ(initiator.GetInitiatorGlobals(nullptr, nullptr), success);
-    EXPECT_EQ(hooks,
-              (std::vector<std::string>{"sessions 1", "connection", "settings 1 of 2", "settings 1 of 2"}));
+TEST_F(Operations, HooksSeeTheListsThatAreReturned) {
+    populate_host();
+    const std::pair<const char*, Lines> expected[] = {{"DiscoverTarget", {"targets 2"}},
+                                                      {"GetList_Groups", {"portals 10"}},
+                                                      {"GetList_Portals", {"portals 10"}},
+                                                      {"QuerySessionList", {"sessions 2"}},
+                                                      {"GetList_Connections", {"connection 3260"}},
+                                                      {"GetProperty", {"settings 4"}},
+                                                      {"GetInitiatorGlobals", {"settings 4"}},
+                                                      {"GetInitiatorList", {}},
+                                                      {"QueryDisks", {}}};
+    for (const auto& [name, calls] : expected) {
+        const auto is_named = [wanted = std::string{name}](const Operation& o) { return o.name == wanted; };
+        const Operation& operation = *std::find_if(table.begin(), table.end(), is_named);
+        operation.situation();
+        hooks.clear();
+        EXPECT_EQ(call(operation), 0u);
+        EXPECT_EQ(hooks, calls) << name;
+    }
 }
 
 }  // namespace

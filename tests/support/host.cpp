@@ -156,4 +156,8 @@ std::vector<std::string> log_entries() {
     return entries;
 }
 
+void forget_log() {
+    fs::remove(log_path);
+}
+
 }  // namespace host

@@ -1,6 +1,7 @@
 // What a test puts on its simulated host, at the real paths, and what it finds there afterwards.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,8 +49,9 @@ void add_session(const Session& session, SysfsForm form = SysfsForm::today);
 /// Directory of a session's device, where its target directory stands.
 std::string session_device(const Session& session);
 
-/// Lines of the maker's log since the process began: "MODULE LEVEL TEXT".
+/// Lines of the maker's log since the last `forget_log`: "MODULE LEVEL TEXT".
 std::vector<std::string> log_entries();
+void forget_log();
 
 }  // namespace host
 
@@ -66,7 +68,7 @@ struct Answer {
 const std::vector<std::string>& commands();
 void forget();
 /// From now on commands are not run but answered, in order; the last answer serves all further ones. An empty
-/// list has commands run for real again.
-void answer(std::vector<Answer> answers);
+/// list has commands run for real again. `effect` is what the commands do besides.
+void answer(std::vector<Answer> answers, std::function<void(std::string_view)> effect = {});
 
 }  // namespace shell

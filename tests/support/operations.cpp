@@ -1,0 +1,308 @@
+#include "tests/support/operations.h"
+
+#include <cstring>
+
+#include "kvlinopinitr/iscsi_records.h"
+#include "tests/support/faults.h"
+#include "tests/support/host.h"
+
+using namespace std::string_literals;
+
+namespace operations {
+namespace {
+
+using Commands = std::vector<std::string>;
+
+unsigned char address[3][4] = {{10, 0, 0, 1}, {10, 0, 0, 3}, {10, 0, 0, 7}};
+unsigned char session[3][16] = {{1}, {2}, {9}};
+
+// Static, since a secret on the caller's own stack is not the library's.
+_LoginParams login;
+_iSCSI_Property settings[40];
+_TargetInformation target;
+_SessionInformation session_record;
+
+constexpr auto start = [](Call& c) { return c.o.StartInitiator(c.index); };
+constexpr auto stop = [](Call& c) { return c.o.StopInitiator(c.index); };
+constexpr auto list_initiator = [](Call& c) { return c.o.GetInitiatorList(c.buffer, &c.bytes); };
+constexpr auto get_globals = [](Call& c) { return c.o.GetInitiatorGlobals(c.buffer, &c.bytes); };
+constexpr auto get_property = [](Call& c) { return c.o.GetProperty(c.index, 7, c.buffer, &c.bytes); };
+constexpr auto get_by_index_2 = [](Call& c) { return c.o.GetProperty(2, 7, c.buffer, &c.bytes); };
+constexpr auto list_targets = [](Call& c) { return c.o.GetTargetList(c.index, 0, c.buffer, &c.bytes); };
+constexpr auto list_by_minus_1 = [](Call& c) { return c.o.GetTargetList(-1, 0, c.buffer, &c.bytes); };
+constexpr auto count_sessions = [](Call& c) { return c.o.QuerySessionCount(&c.count); };
+constexpr auto list_sessions = [](Call& c) { return c.o.QuerySessionList(c.buffer, &c.count, &c.bytes); };
+constexpr auto list_other = [](Call& c) { return c.o.GetList(c.index, 7, c.buffer, &c.bytes); };
+
+template <int n>
+constexpr auto log_out = [](Call& c) { return c.o.LogoutTarget(c.index, session[n]); };
+template <int n>
+constexpr auto count_disks = [](Call& c) { return c.o.QueryDiskCount(session[n], &c.count); };
+template <int n>
+constexpr auto list_disks = [](Call& c) { return c.o.QueryDisks(session[n], c.buffer, &c.count, &c.bytes); };
+template <int n>
+constexpr auto remove_target = [](Call& c) { return c.o.RemoveTarget(c.index, address[n], 3260, nullptr); };
+unsigned int make_manual(Call& c) {
+    return c.o.RemovePersistentTarget(c.index, nullptr, address[0], 3260, nullptr);
+}
+unsigned int discover(Call& c) {
+    c.count = 0;
+    return c.o.DiscoverTarget(c.index, address[2], 3260, nullptr, c.buffer, &c.count, &c.bytes);
+}
+
+unsigned int library_version(Call& c) {
+    c.bytes = 24;
+    return c.o.GetLibVersion(reinterpret_cast<_Version*>(c.buffer));
+}
+unsigned int module_version(Call& c) {
+    return c.o.GetInitiatorVersion(reinterpret_cast<char*>(c.buffer), &c.bytes);
+}
+
+constexpr auto list_groups = [](Call& c) { return c.o.GetList(c.index, 40, c.buffer, &c.bytes, "iqn.b"); };
+unsigned int list_groups_of_unknown(Call& c) {
+    return c.o.GetList(c.index, 40, c.buffer, &c.bytes, "iqn");
+}
+unsigned int list_portals(Call& c) {
+    std::strcpy(target.target_name, "iqn.b");
+    return c.o.GetList(c.index, 41, c.buffer, &c.bytes, &target);
+}
+unsigned int list_connections(Call& c) {
+    session_record.SessionId[0] = 1;
+    return c.o.GetList(c.index, 42, c.buffer, &c.bytes, &session_record);
+}
+
+_LoginParams& plain_login(const Call& c) {
+    login = {};
+    login.node_index = static_cast<unsigned int>(c.index);
+    std::strcpy(login.target_name, "iqn.d");
+    std::memcpy(login.target_address, address[1], 4);
+    login.target_port = 3260;
+    return login;
+}
+constexpr auto log_in = [](Call& c) { return c.o.LoginTarget(&plain_login(c)); };
+unsigned int log_in_with_all(Call& c) {
+    _LoginParams& params = plain_login(c);
+    params.persistent = params.header_digest = params.data_digest = 1;
+    params.auth_method = 2;
+    std::strcpy(params.username, "user");
+    std::strcpy(params.password, faults::secret);
+    std::strcpy(params.username_in, "user_in");
+    std::strcpy(params.password_in, faults::secret);
+    return c.o.LoginTarget(&params);
+}
+
+unsigned int set(Call& c, std::initializer_list<std::pair<unsigned int, const char*>> properties) {
+    std::memset(settings, 0, sizeof settings);
+    _iSCSI_Property* next = settings;
+    for (const auto& [id, value] : properties) {
+        next->id = id;
+        std::strncpy((next++)->value, value, sizeof next->value);
+    }
+    next->id = 78;
+    return c.o.SetProperty(c.index, settings);
+}
+constexpr auto set_some = [](Call& c) { return set(c, {{1, "iqn.new"}, {7, "No"}, {24, faults::secret}}); };
+constexpr auto set_unknown = [](Call& c) { return set(c, {{4, "None"}}); };
+constexpr auto set_twice = [](Call& c) { return set(c, {{7, "No"}, {7, "No"}}); };
+unsigned int set_long_name(Call& c) {
+    static const std::string name(224, 'n');
+    return set(c, {{1, name.c_str()}});
+}
+
+const std::string secret = faults::secret, to_file = " 1&>/tmp/opiscsierr", iscsiadm = "iscsiadm -m ";
+const std::string at_3 = iscsiadm + "node -p 10.0.0.3:3260 ", update = at_3 + "-o update \t\t\t-n node.";
+const Commands login_only = {iscsiadm + "node -l -p 10.0.0.3:3260 -T iqn.d" + to_file};
+const Commands login_all = {update + "conn[0].iscsi.HeaderDigest -v CRC32C",
+                            update + "conn[0].iscsi.DataDigest -v CRC32C",
+                            update + "session.auth.authmethod -v CHAP",
+                            update + "session.auth.username -v user",
+                            update + "session.auth.password -v " + secret,
+                            update + "session.auth.username_in -v user_in",
+                            update + "session.auth.password_in -v " + secret,
+                            update + "startup -v automatic",
+                            login_only[0]};
+const Commands stale = {iscsiadm + "discovery -p 10.0.0.9:3260 -o delete" + to_file};
+const Commands deletes = {stale[0], at_3 + "-o delete" + to_file};
+const Commands manual = {iscsiadm + "node -p 10.0.0.1:3260 -o update \t\t-n node.startup -v manual" +
+                         to_file};
+const Commands discovery = {iscsiadm + "discovery -t st -p 10.0.0.7:3260"};
+const Commands forced_stop = {"/etc/init.d/open-iscsi stop", "killall iscsid", "rmmod iscsi_tcp"};
+const Commands modprobe = {"modprobe iscsi_tcp"};
+const Commands start_script = {modprobe[0], "/etc/init.d/iscsid start"};
+const Commands stop_script = {"/etc/init.d/iscsid stop"};
+const Commands logout_1 = {iscsiadm + "session -r 1 -u"}, logout_2 = {iscsiadm + "session -r 2 -u"};
+
+const std::string properties =
+    "0=\1|4=" + initiator + "|260=\x0f|264=manual|520=\x17|524=" + secret + "|780=\7|784=Yes";
+const std::string node = "4=\1|8=" + initiator + "|520=" + initiator + "|796=\1|797=\1|801=" + initiator +
+                         "|1057=\x0f|1061=manual|1317=\x17|1321=" + secret + "|1577=\7|1581=Yes|1837=\x4e";
+const std::string library = "0=libkvlinopinitr|16=\xAA\xAA\xAA\xAA\2\0\2"s;
+const std::string module = "0=iscsi_tcp|64=" + std::string(63, 'v') + "|128=" + std::string(127, 't');
+const std::string recorded =
+    "0=\1|4=iqn.a|260=NOT AVAILABLE|516=\1|9676=\1|9680=iqn.b|9936=NOT AVAILABLE|10193=\1|"
+    "19352=\1|19356=iqn.c|19612=NOT AVAILABLE|19868=\1|29028=\1|29032=iqn.d|29288=NOT AVAILABLE";
+const std::string discovered = "4=iqn.e|260=NOT AVAILABLE|9628=*|9680=iqn.f|9936=NOT AVAILABLE|19304=*";
+const std::string sessions = "0=" + initiator + "|256=iqn.a|512=\1|528=\1|544=\1|546=*|554=" + initiator +
+                             "|810=iqn.c|1066=\2|1082=\2|1098=\1|1100=*";
+const std::string disks = "0=4096|64=sdb|96=\3|101=VEND|133=MODEL|197=" + initiator + "|453=iqn.a|" +
+                          "709=8192|773=sdc|805=\3|808=\1|810=VEND|842=MODEL|906=" + initiator +
+                          "|1162=iqn.a";
+const std::string portal = "0=\x0a\0\0\1.0.1|16=\1\xbc\x0c"s;
+const std::string connection = "1=\x0a\0\0\x64|17=\x0a\0\0\1|35=\xbc\x0c"s;
+
+constexpr const char* no_node = "There is no initiator node / InitiatorName present in the conf file.";
+constexpr const char* name_too_long = "The Initiator name length exceeds 223 bytes.";
+constexpr const char* logged_in = "The initiator is already logged in to the target.";
+constexpr const char* bad_parameters = "Input Parameters given for the command are not correct.";
+constexpr const char* login_failure =
+    "Login Failure, either Target is not discovered / Target not reachable / iSCSI login failure.";
+constexpr const char* no_daemon_file =
+    "ERROR: iscsid binary file is missing in /sbin directory. Manually copy the /usr/sbin/iscsid to /sbin "
+    "directory.";
+constexpr const char* no_session = "Session does not exists.";
+constexpr const char* in_use = "Session is ACTIVE, cannot remove Target. Try logout and then remove.";
+
+Outcome counts(unsigned int count, unsigned int bytes, const std::string& content) {
+    return {0, {}, "-", count, bytes, content};
+}
+Outcome lists(unsigned int bytes, const std::string& content, const Commands& commands = {}) {
+    return {0, commands, "-", untouched, bytes, content};
+}
+
+constexpr Checks index_only{176, 0, 0}, installed{0, 182, 0}, running{0, 182, 183},
+    index_and_installed{176, 182, 0}, index_and_running{176, 182, 183};
+
+void usual() {}
+constexpr auto no_name = [] { write_name_file("# none\n"); };
+constexpr auto no_name_file = [] { host::remove("/etc/iscsi/initiatorname.iscsi"); };
+constexpr auto long_name = [] { write_name_file("InitiatorName=" + std::string(224, 'n')); };
+constexpr auto fail_all = [] { fail_commands(0); };
+constexpr auto log_in_quietly = [] { shell::answer({{0, 0, secret + "\n" + std::string(1000, 'x')}}); };
+constexpr auto refuse_login = [] { fail_commands(0, "error " + secret + ": Authorization Failure\n"); };
+constexpr auto refuse_second_login = [] { fail_commands(0, "error: already exists\n"); };
+constexpr auto refuse_delete = [] { fail_commands(1, secret + "\na Session is using it\n"); };
+void suse_without_daemon() {
+    daemon_dies();
+    on_suse();
+}
+void suse_without_sessions() {
+    without_sessions();
+    on_suse();
+}
+void take_temporary_path() {
+    new_settings();
+    host::write_file("/tmp/tmpiscsidconf.txt/in the way", "");
+}
+
+}  // namespace
+
+const std::vector<Operation> table = {
+    {"IsServiceAvailable", [](Call& c) { return c.o.IsServiceAvailable(); }, {1}},
+    {"AddConnection", [](Call& c) { return c.o.AddConnection(0, nullptr, nullptr, nullptr, 0); }, {89}},
+    {"RemoveConnection", [](Call& c) { return c.o.RemoveConnection(0, nullptr, nullptr); }, {89}},
+    {"AddInitiatorNode", [](Call& c) { return c.o.AddInitiatorNode(nullptr, nullptr); }, {176}},
+    {"RemoveInitiatorNode", [](Call& c) { return c.o.RemoveInitiatorNode(1); }, {184}},
+    {"AddTargetEntry", [](Call& c) { return c.o.AddTargetEntry(0, nullptr, nullptr, 0); }, {89}},
+    {"AddTargetChapEntry", [](Call& c) { return c.o.AddTargetChapEntry(0, nullptr, nullptr); }, {89}},
+    {"DelTargetChapEntry", [](Call& c) { return c.o.DelTargetChapEntry(0, nullptr, nullptr); }, {89}},
+    {"GetLibVersion", library_version, lists(24, library)},
+    {"GetInitiatorVersion", module_version, lists(257, module), usual, {99}},
+
+    {"StartInitiator", start, {0, start_script}, daemon_dies, {1, 98, 182, 416}, index_and_installed},
+    {"StartInitiator_SuseWithoutDaemon", start, {313, modprobe, no_daemon_file}, suse_without_daemon},
+    {"StopInitiator",
+     stop,
+     {0, stop_script},
+     without_sessions,
+     {1, 98, 99, 182, 183, 191},
+     index_and_running},
+    {"StopInitiator_Suse", stop, {0, forced_stop}, suse_without_sessions, {1, 98, 99, 182, 183, 191}},
+    {"StopInitiator_Sessions", stop, {189}, usual, {98, 99, 182, 183, 191}},
+    {"StopInitiator_SessionsUnreadable", stop, {99}, unreadable_sessions},
+    {"StopInitiator_NameTooLong", stop, {198, {}, name_too_long}, long_name},
+    {"StopInitiator_WithoutNameFile", stop, {191, {}, no_node}, no_name_file},
+
+    {"GetInitiatorList", list_initiator, lists(10165, node), usual, {182, 191}, installed},
+    {"GetInitiatorList_NoName", list_initiator, {191, {}, no_node}, no_name},
+    {"GetInitiatorList_NameTooLong", list_initiator, {198, {}, name_too_long}, long_name},
+    {"GetInitiatorGlobals", get_globals, lists(1040, properties), usual, {182, 191}, installed},
+    {"GetInitiatorGlobals_NoName", get_globals, {191, {}, no_node}, no_name},
+    {"GetProperty", get_property, lists(1040, properties), usual, {182, 191}, index_and_installed},
+    {"GetProperty_WrongIndex", get_by_index_2, {176, {}, "There is NO multiple initiators support."}},
+    {"GetProperty_NameTooLong", get_property, {198, {}, name_too_long}, long_name},
+    {"SetProperty", set_some, {0, {}, "Success"}, new_settings, {182, 0xFFFFFFFF}, index_and_installed},
+    {"SetProperty_Unknown", set_unknown, {168, {}, "Property not found in the conf file list."}},
+    {"SetProperty_Twice", set_twice, {187, {}, "Repeated parameters present to be set."}},
+    {"SetProperty_NameTooLong", set_long_name, {198, {}, name_too_long}},
+    {"SetProperty_Unwritable", set_some, {0xFFFFFFFF, {}, ""}, take_temporary_path},
+
+    {"GetTargetList", list_targets, lists(38704, recorded, stale), usual, {2, 179}, index_only},
+    {"GetTargetList_NegativeIndex", list_by_minus_1, {172}},
+    {"GetTargetList_NothingRecorded", list_targets, {179}, nothing_recorded},
+    {"DiscoverTarget",
+     discover,
+     {0, discovery, "-", 2, 19352, discovered},
+     offer,
+     {2, 179, 182, 183},
+     running},
+    {"DiscoverTarget_NothingOffered", discover, {179, discovery, "-", 0}},
+
+    {"LoginTarget", log_in_with_all, {0, login_all}, log_in_quietly, {99, 182, 183, 205}, index_and_running},
+    {"LoginTarget_UpdateFails", log_in_with_all, {205, {login_all[0]}, bad_parameters}, fail_all},
+    {"LoginTarget_Refused", log_in, {199, login_only, login_failure}, refuse_login, {0, 99, 182, 183}},
+    {"LoginTarget_Again", log_in, {197, login_only, logged_in}, refuse_second_login},
+    {"LogoutTarget", log_out<1>, {0, logout_2}, usual, {1, 99, 166, 182, 183}, index_and_running},
+    {"LogoutTarget_Fails", log_out<0>, {1, logout_1, "Failure"}, fail_all},
+    {"LogoutTarget_NoSession", log_out<2>, {166, {}, no_session}},
+
+    {"QuerySessionCount", count_sessions, {0, {}, "-", 2}, usual, {99, 182, 183}, running},
+    {"QuerySessionCount_None", count_sessions, {0}, without_sessions},
+    {"QuerySessionList", list_sessions, counts(2, 1108, sessions), usual, {99, 166, 182, 183}, running},
+    {"QuerySessionList_None", list_sessions, {166}, without_sessions},
+    {"QueryDiskCount", count_disks<0>, {0, {}, "-", 2}, usual, {99, 166, 182, 183}, running},
+    {"QueryDiskCount_NoSession", count_disks<2>, {166}},
+    {"QueryDisks", list_disks<0>, counts(2, 1418, disks), usual, {99, 166, 182, 183}, running},
+    {"QueryDisks_NoSession", list_disks<2>, {166, {}, no_session, untouched, 0}},
+
+    {"RemoveTarget", remove_target<1>, {0, deletes}, usual, {99, 179, 182, 183}, index_and_running},
+    {"RemoveTarget_InUse", remove_target<0>, {167, stale, in_use}, usual, {99, 179, 182, 183}},
+    {"RemoveTarget_Refused", remove_target<1>, {167, deletes, in_use}, refuse_delete},
+    {"RemoveTarget_NotRecorded", remove_target<2>, {179, stale, "Target Name / Portal not found."}},
+    {"RemovePersistentTarget", make_manual, {0, manual}, usual, {1, 99, 182, 183}, index_and_running},
+    {"RemovePersistentTarget_Fails", make_manual, {1, manual}, fail_all},
+
+    {"GetList_Groups",
+     list_groups,
+     lists(29, portal, stale),
+     usual,
+     {1, 2, 182, 183, 191},
+     index_and_running},
+    {"GetList_GroupsOfUnknown", list_groups_of_unknown, {1, stale, "-", untouched, 0}},
+    {"GetList_Portals", list_portals, lists(29, portal, stale), usual, {2, 179, 191}, index_only},
+    {"GetList_Connections",
+     list_connections,
+     lists(74, connection),
+     usual,
+     {1, 182, 183, 191, 0xFFFFFFFF},
+     index_and_running},
+    {"GetList_Other", list_other, {0}, usual, {}, index_and_running},
+    {"GetList_NoName", list_other, {191, {}, no_node}, no_name},
+    {"GetList_NameTooLong", list_portals, {198, {}, name_too_long}, long_name},
+};
+
+std::string expected_buffer(const Outcome& outcome, const std::string& actual) {
+    std::string buffer(outcome.bytes == untouched ? 0 : outcome.bytes, '\0');
+    for (std::size_t at = 0; at < outcome.content.size();) {
+        const std::size_t equals = outcome.content.find('=', at);
+        const std::size_t offset = std::stoul(outcome.content.substr(at, equals - at));
+        const std::size_t end = std::min(outcome.content.find('|', equals), outcome.content.size());
+        std::string text = outcome.content.substr(equals + 1, end - equals - 1);
+        if (text == "*") text = actual.substr(offset, sizeof(void*));
+        buffer.replace(offset, text.size(), text);
+        at = end + 1;
+    }
+    buffer.resize(actual.size(), filling);
+    return buffer;
+}
+
+}  // namespace operations

@@ -1,0 +1,104 @@
+// The host on which the operations of the table are called.
+#include <cstring>
+
+#include "platform/kvlinhw.h"
+#include "tests/support/faults.h"
+#include "tests/support/host.h"
+#include "tests/support/operations.h"
+
+namespace operations {
+namespace {
+
+const std::string send_targets = "/var/lib/iscsi/send_targets/", sessions = "/sys/class/iscsi_session";
+
+void add_targets(const std::string& portal, const std::string& letters) {
+    const std::string directory = send_targets + portal + ",3260/";
+    host::write_file(directory + "st_config", "");
+    for (const char letter : letters)
+        host::write_file(directory + "iqn." + letter + "," + portal + ",3260,1,default", "");
+}
+
+}  // namespace
+
+void without_sessions() {
+    host::remove(sessions);
+    host::start_stack();
+}
+
+void unreadable_sessions() {
+    host::remove(sessions);
+    host::write_file(sessions, "");
+}
+
+void daemon_dies() {
+    host::remove("/proc/4000000");
+    shell::answer({{0, 0, ""}}, [](std::string_view command) {
+        if (command.ends_with(" start")) host::start_stack();
+    });
+}
+
+void on_suse() {
+    host::write_file("/etc/issue", "SUSE\n");
+    host::remove("/sbin/iscsid");
+}
+
+void write_name_file(const std::string& text) {
+    host::write_file("/etc/iscsi/initiatorname.iscsi", text);
+}
+
+void new_settings() {
+    host::write_file("/etc/iscsi/iscsid.conf",
+                     std::string{"# settings\nnode.startup = manual\nnode.session.auth.password = "} +
+                         faults::secret + "\nnode.session.iscsi.InitialR2T = Yes\n");
+    write_name_file("InitiatorName=" + initiator + "\n");
+    host::remove("/tmp/tmpiscsidconf.txt");
+}
+
+void offer() {
+    host::remove(send_targets + "10.0.0.7,3260");
+    add_targets("10.0.0.7", "z");
+    shell::answer({{0, 0, ""}}, [](std::string_view command) {
+        if (command.find(" -m discovery ") != command.npos) add_targets("10.0.0.7", "ef");
+    });
+}
+
+void nothing_recorded() {
+    host::remove(send_targets);
+}
+
+void fail_commands(std::size_t good, const std::string& captured) {
+    std::vector<shell::Answer> answers(good, {0, 0, ""});
+    answers.push_back({256, 0, captured});
+    shell::answer(std::move(answers));
+}
+
+void populate_host() {
+    for (const char* old : {"/sys/class", "/sys/devices", "/sys/bus", "/var/lib/iscsi", "/etc/iscsi",
+                            "/tmp/opiscsierr", "/tmp/tmpiscsidconf.txt"}) {
+        host::remove(old);
+    }
+    host::forget_log();
+    host::stop_stack();
+    host::start_stack();
+    host::write_file("/etc/issue", "Red Hat\n");
+    host::write_file("/etc/init.d/iscsid", "");
+    new_settings();
+    const std::vector<host::Lun> luns = {{0, "sdb", "8", "VEND", "MODEL"}, {1, "sdc", "16", "VEND", "MODEL"}};
+    host::add_session({.number = 1, .target = "iqn.a", .scsi_host = 3, .luns = luns});
+    host::add_session({.number = 2, .target = "iqn.c", .scsi_host = 4, .address = "10.0.0.2"});
+    add_targets("10.0.0.1", "ab");
+    add_targets("10.0.0.2", "c");
+    add_targets("10.0.0.3", "d");
+    add_targets("10.0.0.9", "");
+    host::write_file("/var/lib/iscsi/nodes/iqn.b/10.0.0.1,3260,1/default", "node.startup = automatic\n");
+    shell::answer({{0, 0, ""}});
+}
+
+}  // namespace operations
+
+// What the host says of its module, whatever stands in for the maker's library.
+extern "C" int getModinfo(const char*, char* version, char* description) {
+    std::memset(version, 'v', 100);
+    std::memset(description, 't', 255);
+    return 0;
+}

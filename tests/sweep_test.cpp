@@ -1,0 +1,349 @@
+// Every system call and every allocation of every operation fails in every way. Whatever happens: a
+// documented answer, nothing lost, nothing half done, nothing destroyed that would not have been destroyed
+// anyway.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <iostream>
+#include <set>
+
+#include "platform/kvlinhw.h"
+#include "tests/support/faults.h"
+#include "tests/support/host.h"
+#include "tests/support/operations.h"
+
+static std::string logged;
+
+// The maker's log is not on trial.
+void KvLogger::KorvelLogMsg(ModName, LogType, char const* format, ...) {
+    const faults::Pause pause;
+    logged += "[" + std::string{format} + "]";
+}
+
+namespace {
+
+using namespace operations;
+using faults::Kind;
+using faults::Plan;
+
+constexpr std::size_t stack_size = 48 * 1024, abyss = 1 << 20, buffer_size = 40'000;
+
+// Lazy binding would save registers on the stack, and with them what was last copied.
+__attribute__((constructor)) void bind_at_once(int, char** arguments) {
+    if (setenv("LD_BIND_NOW", "1", 0) != 0 || std::getenv("SWEEP_IS_BOUND") != nullptr) return;
+    setenv("SWEEP_IS_BOUND", "1", 1);
+    execv("/proc/self/exe", arguments);
+}
+
+/// The fault that is being tried, for whoever looks at a crash.
+char trying[400];
+
+void tell_of_crash(int signal) {
+    faults::armed = false;
+    if (write(STDOUT_FILENO, trying, std::strlen(trying)) < 0) _exit(1);
+    raise(signal);
+}
+
+/// Stack of a thread, as small as an agent's may be, with an abyss below it that must not be touched.
+unsigned char* small_stack() {
+    void* memory =
+        mmap(nullptr, abyss + stack_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED || mprotect(memory, abyss, PROT_NONE) != 0) std::abort();
+    return static_cast<unsigned char*>(memory) + abyss;
+}
+
+/// All that can be seen of a call.
+struct Seen {
+    unsigned int status, count, bytes;
+    std::string buffer, err_msg, log, settings, name_file;
+    std::vector<std::string> commands;
+    bool left_temporary_file;
+    faults::Report report;
+};
+
+/// What the operation puts into the log with this status, as it should stand in `err_msg` too.
+bool logs(const std::string& name, unsigned int status) {
+    if (status == 182 || status == 183) return false;
+    for (const char* always : {"SetProperty", "LoginTarget", "LogoutTarget", "RemoveTarget"}) {
+        if (name.starts_with(always)) return status != 0 || name.starts_with("SetProperty");
+    }
+    return name.starts_with("QueryDisks") ? status == 166 : status == 191 || status == 198;
+}
+
+/// Which script stops the daemon is no matter.
+std::string as_destruction(const std::string& command) {
+    for (const char* part : {" -o delete", " -u", "killall", "rmmod"}) {
+        if (command.find(part) != command.npos) return command;
+    }
+    return command.ends_with(" stop") ? "stop" : "";
+}
+
+std::multiset<std::string> destruction(const std::vector<std::string>& commands) {
+    std::multiset<std::string> destructive;
+    for (const std::string& command : commands) destructive.insert(as_destruction(command));
+    destructive.erase("");
+    return destructive;
+}
+
+/// Results that leave out what could not be read, where that is no failure: whole portals, all settings, all
+/// LUNs.
+bool may_differ(const std::string& name, const Seen& seen, const Plan& plan) {
+    const bool out_of_memory = plan.allocation >= 0;
+    if (name == "GetProperty" || name == "GetInitiatorGlobals") return seen.bytes == 260;
+    if (name == "QuerySessionCount" || name == "QueryDiskCount") return seen.count == untouched;
+    if (name == "QueryDisks") return seen.bytes == 709 && seen.count == (out_of_memory ? 1 : 0);
+    if (name == "GetList_Portals") return seen.bytes == 0;
+    if (name == "DiscoverTarget") return seen.count == 3;  // what could not be forgotten
+    if (name != "GetTargetList") return false;
+    const bool has_a = seen.buffer.find("iqn.a") != seen.buffer.npos;
+    return out_of_memory || has_a == (seen.buffer.find("iqn.b") != seen.buffer.npos);
+}
+
+class Sweep : public testing::TestWithParam<Operation> {
+protected:
+    Sweep() {
+        dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
+        populate_host();
+        struct sigaction tell {};
+        tell.sa_handler = tell_of_crash;
+        tell.sa_flags = SA_ONSTACK | static_cast<int>(SA_RESETHAND);
+        for (const int signal : {SIGSEGV, SIGBUS, SIGABRT}) sigaction(signal, &tell, nullptr);
+        faults::trap_system_calls();
+        GetParam().situation();
+        old_settings = host::read_file("/etc/iscsi/iscsid.conf");
+        old_name = host::read_file("/etc/iscsi/initiatorname.iscsi");
+        run({});
+        std::strcpy(trying, "healthy\n");
+        healthy = run({});
+        EXPECT_EQ(healthy.status, GetParam().healthy.status);
+        EXPECT_EQ(healthy.report.faults, "");
+        EXPECT_TRUE(healthy.buffer == expected_buffer(GetParam().healthy, healthy.buffer));
+        EXPECT_GT(healthy.report.system_calls.size() + static_cast<std::size_t>(healthy.report.allocations),
+                  0U);
+    }
+    void tell(const char* what, int number) {
+        std::cout << GetParam().name << ": " << number << " " << what << " failed " << injected
+                  << " times on " << tried << " days\n";
+        EXPECT_TRUE(number == 0 || injected >= 2 * number);
+        injected = tried = 0;
+    }
+
+    Seen run(const Plan& plan) {
+        GetParam().situation();
+        host::remove("/tmp/opiscsierr");
+        shell::forget();
+        logged.clear();
+        initiator.err_msg[0] = '\0';
+        std::memset(buffer, 0xAA, buffer_size);
+        std::memset(stack, 0, stack_size);
+        current = plan;
+        call_on_small_stack();
+        Seen seen{status,
+                  count,
+                  bytes,
+                  {reinterpret_cast<char*>(buffer), buffer_size},
+                  initiator.err_msg,
+                  logged,
+                  host::read_file("/etc/iscsi/iscsid.conf"),
+                  host::read_file("/etc/iscsi/initiatorname.iscsi"),
+                  shell::commands(),
+                  host::exists("/tmp/tmpiscsidconf.txt"),
+                  std::move(report)};
+        if (memmem(stack, stack_size, faults::secret, std::strlen(faults::secret)) != nullptr)
+            seen.report.faults += "secret left on the stack; ";
+        return seen;
+    }
+
+    void try_out(const Plan& plan, const faults::SystemCall& call = {}) {
+        std::snprintf(trying, sizeof trying,
+                      "system call %d (kind %d, %s), allocation %d, command %d: %s%s\n", plan.system_call,
+                      int(call.kind), call.path, plan.allocation, plan.command,
+                      plan.error != 0 ? std::strerror(plan.error) : "short", plan.lasting ? ", lasting" : "");
+        const Seen seen = run(plan);
+        EXPECT_GT(seen.report.injected, 0) << trying;
+        injected += seen.report.injected;
+        ++tried;
+        judge(seen, plan, call);
+    }
+
+    void judge(const Seen& seen, const Plan& plan, const faults::SystemCall& call) {
+        const std::string name = GetParam().name;
+        const Outcome& expected = GetParam().healthy;
+        SCOPED_TRACE(trying);
+        EXPECT_EQ(seen.report.faults, "");
+
+        const bool raw = plan.command >= 0 && name.find("artInitiator") + name.find("opInitiator") != 0;
+        const bool as_healthy = seen.status == expected.status;
+        // What is gone from the class directories is no session any more.
+        const bool gone = plan.error == ENOENT && (plan.lasting || std::strncmp(call.path, "/sys/", 5) == 0);
+        const bool documented =
+            std::count(GetParam().sick.begin(), GetParam().sick.end(), seen.status) != 0 ||
+            (gone && seen.status == 0);
+        EXPECT_TRUE(as_healthy || documented ||
+                    (raw && seen.status == static_cast<unsigned int>(plan.result)))
+            << seen.status;
+
+        EXPECT_EQ(seen.log, seen.status == 416
+                                ? "[open iscsi initiator start failed: driver modules not loaded]"
+                            : logs(name, seen.status)
+                                ? "[" + std::string{initiator.GetErrStr(static_cast<int>(seen.status))} + "]"
+                                : "");
+        EXPECT_EQ("[" + seen.err_msg + "]", seen.log.empty() || seen.status == 416 ? "[]" : seen.log);
+
+        if (!gone) {
+            const auto destroyed = destruction(seen.commands), usually = destruction(expected.commands);
+            EXPECT_TRUE(std::includes(usually.begin(), usually.end(), destroyed.begin(), destroyed.end()))
+                << testing::PrintToString(seen.commands);
+        }
+        if (as_healthy && expected.status == 0) expect_true_success(seen, plan, call);
+        const bool may_be_begun = name == "GetTargetList" && seen.status == 2;
+        const std::string guard = seen.buffer.substr(may_be_begun              ? expected.bytes
+                                                     : seen.bytes == untouched ? 0
+                                                                               : seen.bytes);
+        EXPECT_EQ(guard.find_first_not_of(filling), guard.npos);
+
+        EXPECT_TRUE(seen.settings == old_settings || seen.settings == healthy.settings) << seen.settings;
+        EXPECT_TRUE(seen.name_file == old_name || seen.name_file == healthy.name_file) << seen.name_file;
+        EXPECT_TRUE(!seen.left_temporary_file || call.kind == Kind::entry);
+        if (is_transparent(plan, call)) {
+            EXPECT_EQ(seen.status, expected.status);
+            EXPECT_TRUE(seen.buffer == expected_buffer(expected, seen.buffer));
+        }
+    }
+
+    /// What is interrupted or cut short is gone on with, and probes need no memory.
+    static bool is_transparent(const Plan& plan, const faults::SystemCall& call) {
+        if (plan.system_call < 0) return false;
+        const bool transfer = call.kind == Kind::read || call.kind == Kind::write;
+        return plan.error == 0 || (plan.error == EINTR && (transfer || call.kind == Kind::open));
+    }
+
+    void expect_true_success(const Seen& seen, const Plan& plan, const faults::SystemCall& call) {
+        const std::string name = GetParam().name;
+        const Outcome& expected = GetParam().healthy;
+        const auto is_stale = [](const std::string& command) {
+            return command.find("10.0.0.9") != command.npos;
+        };
+        std::vector<std::string> done = seen.commands, usual = expected.commands;
+        std::erase_if(done, is_stale);
+        std::erase_if(usual, is_stale);
+        if (name != "StopInitiator_Suse") {
+            EXPECT_EQ(done.size(), usual.size()) << testing::PrintToString(done);
+        }
+        EXPECT_EQ(seen.settings, healthy.settings);
+        EXPECT_EQ(seen.name_file, healthy.name_file);
+        const bool gone = plan.error == ENOENT && call.kind != Kind::read;
+        if (gone || may_differ(name, seen, plan)) return;
+        EXPECT_EQ(seen.bytes, expected.bytes);
+        EXPECT_EQ(seen.count, expected.count);
+    }
+
+    static std::vector<int> errors_of(const faults::SystemCall& call) {
+        switch (call.kind) {
+            case Kind::open:
+                return {ENOENT, EACCES, EIO, EMFILE, EINTR};
+            case Kind::read:
+                return call.may_be_short ? std::vector{EIO, EINTR, 0} : std::vector{EIO, EINTR};
+            case Kind::list:
+                return {EIO, ENOENT};
+            case Kind::write:
+                return {ENOSPC, EIO, EINTR, 0};
+            case Kind::look:
+            case Kind::entry:
+                return {ENOENT, EACCES, EIO};
+            case Kind::cut:
+            case Kind::flush:
+                return {EIO, ENOSPC, EINTR};
+            case Kind::lock:
+                return {EINTR, EMFILE};
+        }
+        return {};
+    }
+
+    OpenInitiator initiator;
+    Seen healthy;
+    std::string old_settings, old_name;
+    int injected = 0, tried = 0;
+
+private:
+    void call_on_small_stack() {
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstack(&attributes, stack, stack_size);
+        pthread_t thread;
+        const auto work = [](void* self) -> void* {
+            static_cast<Sweep*>(self)->call_here();
+            return nullptr;
+        };
+        ASSERT_EQ(pthread_create(&thread, &attributes, work, this), 0);
+        pthread_join(thread, nullptr);
+        pthread_attr_destroy(&attributes);
+    }
+
+    void call_here() {
+        const stack_t own{signal_stack, 0, sizeof signal_stack};
+        sigaltstack(&own, nullptr);
+        Call call{initiator, buffer};
+        faults::begin(current);
+        status = GetParam().call(call);
+        report = faults::end();
+        count = call.count;
+        bytes = call.bytes;
+    }
+
+    Plan current;
+    unsigned int status = 0, count = 0, bytes = 0;
+    faults::Report report;
+    static inline unsigned char* stack = small_stack();
+    static inline unsigned char buffer[buffer_size];
+    static inline unsigned char signal_stack[64 * 1024];
+};
+
+std::vector<Operation> swept_operations() {
+    std::vector<Operation> swept;
+    std::copy_if(table.begin(), table.end(), std::back_inserter(swept),
+                 [](const Operation& o) { return !o.sick.empty(); });
+    return swept;
+}
+INSTANTIATE_TEST_SUITE_P(Table, Sweep, testing::ValuesIn(swept_operations()),
+                         [](const auto& parameter) { return std::string{parameter.param.name}; });
+
+TEST_P(Sweep, OutlivesEveryFault) {
+    const std::vector<faults::SystemCall> calls = healthy.report.system_calls;
+    for (int n = 0; n < static_cast<int>(calls.size()); ++n) {
+        const faults::SystemCall& call = calls[static_cast<std::size_t>(n)];
+        for (const int error : errors_of(call)) {
+            try_out({.system_call = n, .error = error}, call);
+            if (error != EINTR) try_out({.system_call = n, .error = error, .lasting = true}, call);
+        }
+    }
+    tell("system calls", static_cast<int>(calls.size()));
+    for (int n = 0; n < healthy.report.allocations; ++n) {
+        for (const bool lasting : {false, true}) try_out({.allocation = n, .lasting = lasting});
+    }
+    tell("allocations", healthy.report.allocations);
+    constexpr std::pair<int, int> ends[] = {{-1, EAGAIN}, {-1, ENOMEM}, {-1, ECHILD}, {127 << 8, 0}, {9, 0}};
+    for (int n = 0; n < healthy.report.commands; ++n) {
+        for (const auto& [result, error] : ends) try_out({.error = error, .command = n, .result = result});
+    }
+    tell("commands", healthy.report.commands);
+}
+
+TEST_P(Sweep, NeedsNoStandardStreams) {
+    for (int stream = 0; stream <= 2; ++stream) {
+        fcntl(stream, F_DUPFD_CLOEXEC, 100);
+        close(stream);
+    }
+    const Seen seen = run({});
+    for (int stream = 0; stream <= 2; ++stream) dup2(100 + stream, stream);
+    judge(seen, {}, {});
+    EXPECT_EQ(seen.status, healthy.status);
+}
+
+}  // namespace
