@@ -2,7 +2,7 @@
 # The stand-in commands answer as a real host's do: texts, exit codes and what they leave behind. The expected
 # texts were taken down on a real host. Enters the simulated host by itself.
 set -u
-[ -e /run/simhost/proc/self ] || exec "$(dirname "$0")/../simhost/enter" bash "$0"
+[ -e /run/simhost/proc/self ] || exec "$(dirname "$0")/../simhost/enter" --stopped bash "$0"
 
 run=/run/simhost base=iqn.2024-01.test p1=10.0.0.1:3260 p2=10.0.0.2:3260
 etc=/etc/iscsi modules=/lib/modules/$(uname -r) failed=0
@@ -37,7 +37,7 @@ iscsiadm: Could not log into all portals
 Logging in to $(label $3 ${4:-$p1})" "$(login "${@:3}")"
 }
 
-cat >$run/network.json <<JSON
+cat >/tmp/network.json <<JSON
 {"portals": [{"portal": "$p1", "initiator_address": "10.0.0.100"}, {"portal": "$p2"},
              {"portal": "10.0.0.8:3260", "state": "dead"}],
  "targets": [
@@ -48,9 +48,9 @@ cat >$run/network.json <<JSON
    "mutual": {"user": "user2", "secret": "secretsecret2"}},
   {"name": "$base:empty", "tag": 3, "portals": ["$p2"]}]}
 JSON
+cp /tmp/network.json $run
 
 # --- module and daemon
-{ killall iscsid; rmmod iscsi_tcp; } >/dev/null 2>&1
 # A host of old has no systemctl, which the startup command in iscsid.conf calls.
 unreached="iscsiadm: can not connect to iSCSI daemon (111)!"
 no_daemon="sh: line 1: /bin/systemctl: No such file or directory\n$unreached"
@@ -95,8 +95,10 @@ refused() { # ADDRESS REASON
 table <<TABLE
 11|$(refused 10.0.0.9 "Connection refused")|iscsiadm -m discovery -t st -p 10.0.0.9:3260
 11|$(refused 10.0.0.8 "No route to host")|iscsiadm -m discovery -t st -p 10.0.0.8
-0|10.0.0.8,3260/st_config 10.0.0.9,3260/st_config|cd $etc/send_targets; echo */*
-0||for host in 8 9; do iscsiadm -m discovery -p 10.0.0.\$host:3260 -o delete 1; done
+11|$(refused 10.0.0.1 "Connection refused")|iscsiadm -m discovery -t st -p 10.0.0.1:
+4|iscsiadm: Cannot resolve host array.example. getaddrinfo error: [Name or service not known]\niscsiadm: cannot resolve host name array.example\niscsiadm: cannot resolve host name array.example\niscsiadm: Could not perform SendTargets discovery: encountered connection failure|iscsiadm -m discovery -t st -p array.example
+0|10.0.0.1,0/st_config 10.0.0.8,3260/st_config 10.0.0.9,3260/st_config array.example,3260/st_config|cd $etc/send_targets; echo */*
+0||for portal in 10.0.0.1:0 10.0.0.8 10.0.0.9:3260 array.example; do iscsiadm -m discovery -p \$portal -o delete 1; done
 TABLE
 answers 0 "$(printf '%s\n' "$p1,1 $base:"disks "$p2,1 $base:"disks "$p1,1 $base:"{chap,mutual} "$p2,3 $base:empty")" \
     "iscsiadm -m discovery -t st -p $p1"
@@ -106,6 +108,7 @@ is "tree $etc/nodes $etc/send_targets" "$(
         printf '%s\n' $etc/nodes/$base:{${t%/*},$t,$t/default} | sed '/default$/!s,$,/,'
         echo "$etc/send_targets/10.0.0.1,3260/$base:${t/\//,},default -> $etc/nodes/$base:$t"
     done | sort -u - /tmp/want)"
+is "find $etc -type d ! -perm 700" "$etc"
 is "cd $etc/nodes/$base:disks/10.0.0.2,3260,1; { stat -c %a default; wc -l <default; sed -n '2,4p;52,53p' default; } | xargs" "600 68 node.name = $base:disks \
 node.tpgt = 1 node.startup = manual node.conn[0].address = 10.0.0.2 node.conn[0].port = 3260"
 
@@ -145,7 +148,7 @@ done
 
 # --- logout and removal
 present="iscsiadm: default: 1 session requested, but 1 already present." all="iscsiadm: Could not log into all portals"
-in_use() { echo -n "iscsiadm: This command will remove the record $(label $1 $p1), but a session is using it. Logout session then rerun command to remove record."; }
+in_use() { echo -n "iscsiadm: This command will remove the record $(label $1 ${2:-$p1}), but a session is using it. Logout session then rerun command to remove record."; }
 session() { echo -n "[sid: $1, target: $base:$2, portal: ${p1/:/,}]"; }
 lost() { echo -n "$no_daemon\niscsiadm: Could not logout of $1.\niscsiadm: initiator reported error (20 - could not connect to iscsid)"; }
 kept="iscsiadm: Could not execute operation on all records: session exists"
@@ -167,10 +170,66 @@ table <<TABLE
 0||iscsiadm -m discovery -p $p1 -o delete 1
 7|iscsiadm: Discovery record [10.0.0.1,3260] not found!|iscsiadm -m discovery -p $p1 -o delete
 0||iscsiadm -m session -u >/dev/null; find /sys/devices/platform /sys/block /sys/bus/scsi/devices /sys/class/iscsi_session -mindepth 1
-1||killall iscsid && rmmod iscsi_tcp && grep iscsi /proc/modules; ls /sys/class | grep iscsi
+0|libiscsi_tcp 36864 0 - Live\n6|rmmod iscsi_tcp && sed -n '1s/ 0x.*//p' /proc/modules; ls /sys/class/iscsi_transport; ls -d /sys/class/iscsi_* | wc -l
 TABLE
 
-# --- the older form of sysfs, the other database root, automatic login, numbers that start again
+# --- without the driver a login fails, and a discovery loads it
+answers 0 "New iSCSI node [tcp:[hw=,ip=,net_if=,iscsi_if=default] ${p1/:/,},-1 $base:disks] added" "iscsiadm -m node -o new -T $base:disks -p $p1"
+login_fails 9 "internal error" disks
+answers 0 tcp "iscsiadm -m discovery -t st -p $p1 >/dev/null; ls /sys/class/iscsi_transport"
+
+# --- a discovery takes over what another portal told of, and forgets what is no longer told of, unless it is in use
+v6=[fd00::1]:3260 long=2001:db8:1234:5678:9abc:def0:1234:5678
+answers 0 "$(echo -e "Logging in to $(label disks $p2)\nLogin to $(label disks $p2) successful.")" "iscsiadm -m node -T $base:disks -p $p2 -l"
+cat >$run/network.json <<JSON
+{"portals": [{"portal": "$p1"}, {"portal": "$v6", "initiator_address": "fd00::64"}, {"portal": "[$long]:3260"}],
+ "targets": [{"name": "$base:disks", "portals": ["$v6", "[$long]:3260"], "luns": [{"lun": 0, "size_bytes": 512}]}]}
+JSON
+table <<TABLE
+11|$(refused 10.0.0.9 "Connection refused")|iscsiadm -m discovery -t st -p 10.0.0.9
+0|$(in_use disks $p2)\n$v6,1 $base:disks\n[$long]:3260,1 $base:disks|iscsiadm -m discovery -t st -p $p1
+0|disks/10.0.0.2,3260,1/ disks/$long,3260,1/ disks/fd00::1,3260,1/|cd $etc/nodes && ls -d */*/ | sed s/.*:disks/disks/ | xargs
+0|FD00::1,3260/$base:disks,$long,3260,1,default FD00::1,3260/$base:disks,fd00::1,3260,1,default|iscsiadm -m discovery -t st -p [FD00::1] >/dev/null; cd $etc/send_targets && echo F*/*disks*
+0|10.0.0.1,3260/$base:disks,10.0.0.2,3260,1,default|cd $etc/send_targets && echo 10.0.0.1*/*disks*
+21|iscsiadm: No records found|iscsiadm -m node -T $base:disks -p fd00::1:3260 -l
+0|[iface: default, target: $base:disks, portal: fd00::1,3260] successful.|iscsiadm -m node -T $base:disks -p $v6 -l | sed -n 's/Login to //p'
+15|$present\n$all|iscsiadm -m node -T $base:disks -p fd00::1 -l
+TABLE
+
+# --- a session whose target is away: what needs the connection opens and cannot be read
+sid=$(ls /sys/class/iscsi_session | sed -n 's/session//;$p') full=fd00:0000:0000:0000:0000:0000:0000
+connection=/sys/class/iscsi_connection/connection$sid:0
+seen() {
+    local host=(/sys/class/iscsi_session/session$sid/device/../iscsi_host/*)
+    cat $connection/{address,port,local_port,persistent_address,persistent_port,state} "${host[0]}/ipaddress" \
+        /sys/class/iscsi_session/session$sid/{state,device/target*/*/state} 2>&1 | sed 's/.*error/-/' | xargs
+    for name in address port; do exec {fd}<$connection/$name && echo opened; done
+}
+is seen "$full:0001 3260 45440 fd00::1 3260 up $full:0064 LOGGED_IN running"$'\nopened\nopened'
+while read -r state want; do
+    simhost-command session-state "$sid" "$state"
+    is "seen | head -n1" "$want"
+done <<STATES
+recovering - - - fd00::1 3260 failed - FAILED blocked
+failed - - - fd00::1 3260 failed - FREE transport-offline
+recovering - - - fd00::1 3260 failed - FAILED blocked
+STATES
+is "seen | tail -n2" $'opened\nopened'
+table <<TABLE
+0|tcp: [$sid] $v6,1 $base:disks (non-flash)|iscsiadm -m session | tail -n1
+15|1|iscsiadm -m node -p $v6 -o delete 2>&1 | grep -c "session is using it"; exit \${PIPESTATUS[0]}
+1|session-state: there is no session 99|simhost-command session-state 99 up
+TABLE
+simhost-command session-state "$sid" up
+is "seen | head -n1" "$full:0001 3260 45442 fd00::1 3260 up $full:0064 LOGGED_IN running"
+table <<TABLE
+0|[sid: $sid, target: $base:disks, portal: fd00::1,3260] successful.|iscsiadm -m node -T $base:disks -p $v6 -u | sed -n 's/Logout of //p'
+21|iscsiadm: No matching sessions found|iscsiadm -m node -T $base:disks -p $v6 -u
+TABLE
+
+# --- the older form of sysfs, the other database root, automatic login
+iscsiadm -m session -u >/dev/null
+cp /tmp/network.json $run && rm $run/next-session && killall iscsid
 echo older >$run/sysfs-form && mkdir -p /var/lib/iscsi
 /etc/init.d/iscsid start && discover
 iscsiadm -m node -T $base:disks -p $p1 -o update -n node.startup -v automatic

@@ -14,5 +14,6 @@ int systemctl(int argc, char** argv);
 
 int add_session(int argc, char** argv);
 int drop_session(int argc, char** argv);
+int session_state(int argc, char** argv);
 
 }  // namespace simhost

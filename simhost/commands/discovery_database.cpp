@@ -44,24 +44,27 @@ void add_discovery_record(const Portal& portal) {
     Values values = default_values(discovery_settings);
     values["discovery.sendtargets.address"] = portal.address;
     values["discovery.sendtargets.port"] = std::to_string(portal.port);
-    fs::create_directories(portal_directory(portal));
+    create_private_directories(portal_directory(portal));
     write_file(portal_directory(portal) / "st_config", record_text(discovery_settings, values), 0600);
 }
 
 void add_discovered_node(const Portal& discovered_at, const Node& node) {
-    const fs::path link = portal_directory(discovered_at) / entry_name(node);
-    fs::remove_all(link);
-    fs::create_symlink(node_directory() / node.entry(), link);
+    delete_discovery_entries(node);
+    fs::create_symlink(node_directory() / node.entry(), portal_directory(discovered_at) / entry_name(node));
+}
+
+std::vector<Node> discovered_nodes(const Portal& portal) {
+    std::vector<Node> nodes;
+    for (const std::string& name : names_in(portal_directory(portal))) {
+        if (const auto node = parse_entry_name(name)) nodes.push_back(*node);
+    }
+    return nodes;
 }
 
 bool delete_discovery_record(const Portal& portal) {
-    const fs::path directory = portal_directory(portal);
-    if (!fs::exists(directory)) return false;
-    for (const std::string& name : names_in(directory)) {
-        const auto node = parse_entry_name(name);
-        if (node) delete_node(*node);
-    }
-    fs::remove_all(directory);
+    if (!fs::exists(portal_directory(portal))) return false;
+    for (const Node& node : discovered_nodes(portal)) delete_node(node);
+    fs::remove_all(portal_directory(portal));
     return true;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "node_database.h"
 #include "portal.h"
 
@@ -9,7 +11,10 @@ namespace simhost {
 
 // Also for a portal that then fails to answer.
 void add_discovery_record(const Portal& portal);
+// The node is listed under this portal from now on, and under no other.
 void add_discovered_node(const Portal& discovered_at, const Node& node);
+
+std::vector<Node> discovered_nodes(const Portal& portal);
 
 // The portal's directory goes, and every node record found through it. False where there is none.
 bool delete_discovery_record(const Portal& portal);

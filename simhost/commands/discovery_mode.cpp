@@ -1,12 +1,16 @@
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <vector>
 
 #include "daemon_connection.h"
 #include "discovery_database.h"
 #include "failure.h"
 #include "iscsiadm.h"
-#include "login.h"
+#include "live_sessions.h"
+#include "modules.h"
 #include "network.h"
+#include "node_removal.h"
 
 namespace simhost {
 namespace {
@@ -19,6 +23,12 @@ int fail_discovery(int code, const char* reason) {
 int report_no_daemon() {
     complain("Cannot perform discovery. Initiatorname required.");
     return fail_discovery(status::no_daemon, "could not connect to iscsid");
+}
+
+int report_no_host(const std::string& name) {
+    complain("Cannot resolve host " + name + ". getaddrinfo error: [Name or service not known]");
+    for (int attempt = 0; attempt < 2; ++attempt) complain("cannot resolve host name " + name);
+    return fail_discovery(status::no_connection, "encountered connection failure");
 }
 
 int report_no_answer(const NetworkPortal& asked) {
@@ -46,23 +56,42 @@ void record_node(const Portal& discovered_at, const Node& node, const Values& de
 }
 
 // Every portal tells of all targets, also of those that stand at other portals.
+std::vector<Node> offered_nodes(const Network& network) {
+    std::vector<Node> nodes;
+    for (const Target& target : network.targets) {
+        for (const Portal& portal : target.portals) {
+            nodes.push_back({target.name, portal, std::to_string(target.tag)});
+        }
+    }
+    return nodes;
+}
+
+// What this portal told of earlier and does no more.
+void forget_others(const Portal& portal, const std::vector<Node>& found) {
+    const std::vector<LiveSession> sessions = live_sessions();
+    for (const Node& node : discovered_nodes(portal)) {
+        if (std::find(found.begin(), found.end(), node) == found.end()) remove_node(node, sessions);
+    }
+}
+
 int send_targets(const Portal& portal) {
     reach_daemon();
     if (!std::filesystem::exists("/sys/class/iscsi_transport"))
         complain("Could not scan /sys/class/iscsi_transport.");
     // Asked for the initiator's name once more, so a missing daemon is complained about twice.
     if (!reach_daemon()) return report_no_daemon();
+    load_driver();
     const Network network = load_network();
     add_discovery_record(portal);
+    if (!is_address(portal.address)) return report_no_host(portal.address);
     const NetworkPortal asked = network.portal_at(portal);
     if (asked.state != PortalState::up) return report_no_answer(asked);
+    const std::vector<Node> found = offered_nodes(network);
+    forget_others(portal, found);
     const Values defaults = default_values(node_settings);
-    for (const Target& target : network.targets) {
-        for (const Portal& offered : target.portals) {
-            const Node node{target.name, offered, std::to_string(target.tag)};
-            record_node(portal, node, defaults);
-            std::printf("%s,%s %s\n", offered.text().c_str(), node.tag.c_str(), node.target.c_str());
-        }
+    for (const Node& node : found) {
+        record_node(portal, node, defaults);
+        std::printf("%s,%s %s\n", node.portal.text().c_str(), node.tag.c_str(), node.target.c_str());
     }
     return status::ok;
 }

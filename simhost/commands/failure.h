@@ -14,11 +14,12 @@ struct Failure : std::runtime_error {
 // iscsiadm's exit codes, which also number the errors that the initiator daemon reports.
 namespace status {
 inline constexpr int ok = 0;
+inline constexpr int no_connection = 4;
 inline constexpr int database = 6;
 inline constexpr int invalid = 7;
 inline constexpr int timed_out = 8;
+inline constexpr int internal_error = 9;
 inline constexpr int pdu_timed_out = 11;
-inline constexpr int no_transport = 12;
 inline constexpr int session_exists = 15;
 inline constexpr int login_refused = 19;
 inline constexpr int no_daemon = 20;

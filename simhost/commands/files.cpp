@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,6 +53,14 @@ void write_file(const fs::path& path, std::string_view text, mode_t mode) {
         ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
         throw fs::filesystem_error("cannot write", path, std::error_code(errno, std::generic_category()));
     }
+}
+
+void create_private_directories(const fs::path& path) {
+    const mode_t before = ::umask(077);
+    std::error_code error;
+    fs::create_directories(path, error);
+    ::umask(before);
+    if (error) throw fs::filesystem_error("cannot make a directory", path, error);
 }
 
 std::vector<std::string> names_in(const fs::path& directory) {

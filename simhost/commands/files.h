@@ -21,6 +21,9 @@ std::string read_line(const std::filesystem::path& path);
 // Writes the whole file anew; throws std::filesystem::filesystem_error.
 void write_file(const std::filesystem::path& path, std::string_view text, mode_t mode = 0644);
 
+// Makes what is missing of the path, for its owner only.
+void create_private_directories(const std::filesystem::path& path);
+
 // The names in a directory, sorted; none where it cannot be read.
 std::vector<std::string> names_in(const std::filesystem::path& directory);
 

@@ -50,7 +50,7 @@ void take_option(Request& request, int letter) {
             request.nodes.portal = parse_portal(optarg);
             break;
         case 'T':
-            request.nodes.target = optarg;
+            if (*optarg != '\0') request.nodes.target = optarg;
             break;
         case 'o':
             request.operation = optarg;
@@ -81,12 +81,6 @@ void take_option(Request& request, int letter) {
     }
 }
 
-void check_target_name(const Request& request) {
-    const auto& target = request.nodes.target;
-    if (target && !is_target_name(*target))
-        throw Failure(status::invalid, "invalid target name '" + *target + "'");
-}
-
 }  // namespace
 
 void complain(const std::string& text) {
@@ -104,7 +98,6 @@ int iscsiadm(int argc, char** argv) {
         if (letter == 'k') return shut_down_daemon();
         take_option(request, letter);
     }
-    check_target_name(request);
     if (request.mode == "discovery") return discovery_mode(request);
     if (request.mode == "node") return node_mode(request);
     if (request.mode == "session") return session_mode(request);

@@ -26,8 +26,8 @@ int discovery_mode(const Request& request);
 int node_mode(const Request& request);
 int session_mode(const Request& request);
 
-// Logs out of all sessions.
-int logout_all_sessions();
+// Logs out of the sessions of these nodes.
+int logout_of(const NodeFilter& nodes);
 
 // Prints "iscsiadm: TEXT" on standard error.
 void complain(const std::string& text);

@@ -1,13 +1,13 @@
 #include "login.h"
 
 #include <cstdio>
-#include <filesystem>
 #include <thread>
 
 #include "daemon_connection.h"
 #include "failure.h"
 #include "iscsiadm.h"
 #include "live_sessions.h"
+#include "modules.h"
 #include "network.h"
 #include "session_entries.h"
 
@@ -18,8 +18,8 @@ const char* error_text(int code) {
     switch (code) {
         case status::timed_out:
             return "connection timed out";
-        case status::no_transport:
-            return "iSCSI driver not found. Please make sure it is loaded, and retry the operation";
+        case status::internal_error:
+            return "internal error";
         case status::login_refused:
             return "encountered non-retryable iSCSI login failure";
         case status::no_daemon:
@@ -74,7 +74,7 @@ SessionDetails describe_session(const Network& network, const Target& target, co
 
 // A portal that cannot be connected to costs no session number: the kernel's session is made only then.
 int attempt_login(const Network& network, const Node& node) {
-    if (!std::filesystem::exists("/sys/class/iscsi_transport")) return status::no_transport;
+    if (!has_driver()) return status::internal_error;
     const bool connects = network.portal_at(node.portal).state == PortalState::up;
     const unsigned sid = connects ? take_session_number() : 0;
     const Target* target = connects ? network.find_target(node.target, node.portal) : nullptr;

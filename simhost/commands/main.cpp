@@ -22,7 +22,7 @@ struct Command {
     bool logged;
 };
 
-// The last two are this program's own: a host has no such commands, so nobody expects them in the log.
+// The last ones are this program's own: a host has no such commands, so nobody expects them in the log.
 constexpr Command commands[] = {
     {"iscsiadm", iscsiadm, true},
     {"iscsid", iscsid, true},
@@ -32,6 +32,7 @@ constexpr Command commands[] = {
     {"systemctl", systemctl, true},
     {"add-session", add_session, false},
     {"remove-session", drop_session, false},
+    {"session-state", session_state, false},
 };
 
 constexpr std::string_view own_name = "simhost-command";

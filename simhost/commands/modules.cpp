@@ -1,3 +1,5 @@
+#include "modules.h"
+
 #include <sys/utsname.h>
 
 #include <algorithm>
@@ -6,11 +8,11 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
-#include "session_entries.h"
 
 namespace fs = std::filesystem;
 
@@ -19,19 +21,20 @@ namespace {
 
 const fs::path modules_file = "/proc/modules";
 const fs::path class_directory = "/sys/class";
+const fs::path transport = class_directory / "iscsi_transport/tcp";
 
-struct ModuleLine {
-    std::string_view name;
-    std::string_view rest;
-};
+// Newest first, as the kernel lists them. Addresses are the same each time.
+constexpr std::string_view loaded_lines =
+    "iscsi_tcp 28672 0 - Live 0xffffffffc0b3a000\n"
+    "libiscsi_tcp 36864 1 iscsi_tcp, Live 0xffffffffc0b2c000\n"
+    "libiscsi 77824 2 iscsi_tcp,libiscsi_tcp, Live 0xffffffffc0b12000\n"
+    "scsi_transport_iscsi 151552 3 iscsi_tcp,libiscsi_tcp,libiscsi, Live 0xffffffffc0ae0000\n";
 
-// Newest first, as the kernel lists them.
-constexpr ModuleLine module_lines[] = {
-    {"iscsi_tcp", "28672 0 - Live 0xffffffffc0b3a000"},
-    {"libiscsi_tcp", "36864 1 iscsi_tcp, Live 0xffffffffc0b2c000"},
-    {"libiscsi", "77824 2 iscsi_tcp,libiscsi_tcp, Live 0xffffffffc0b12000"},
-    {"scsi_transport_iscsi", "151552 3 iscsi_tcp,libiscsi_tcp,libiscsi, Live 0xffffffffc0ae0000"},
-};
+// Those that iscsi_tcp needs stay when it goes, and with them the classes.
+constexpr std::string_view unloaded_lines =
+    "libiscsi_tcp 36864 0 - Live 0xffffffffc0b2c000\n"
+    "libiscsi 77824 1 libiscsi_tcp, Live 0xffffffffc0b12000\n"
+    "scsi_transport_iscsi 151552 2 libiscsi_tcp,libiscsi, Live 0xffffffffc0ae0000\n";
 
 constexpr std::array class_names = {"iscsi_transport", "iscsi_endpoint",   "iscsi_iface",
                                     "iscsi_session",   "iscsi_connection", "iscsi_host"};
@@ -47,10 +50,9 @@ std::string_view first_word(std::string_view line) {
 }
 
 bool is_ours(std::string_view line) {
-    for (const ModuleLine& module : module_lines) {
-        if (first_word(line) == module.name) return true;
-    }
-    return false;
+    const std::vector<std::string_view> ours = lines_of(loaded_lines);
+    return std::any_of(ours.begin(), ours.end(),
+                       [line](std::string_view own) { return first_word(own) == first_word(line); });
 }
 
 std::string other_module_lines() {
@@ -62,12 +64,8 @@ std::string other_module_lines() {
     return others;
 }
 
-bool is_loaded() {
-    const std::string text = read_file(modules_file).value_or("");
-    for (const std::string_view line : lines_of(text)) {
-        if (first_word(line) == "iscsi_tcp") return true;
-    }
-    return false;
+void replace_our_lines(std::string_view lines) {
+    write_file(modules_file, std::string(lines) + other_module_lines());
 }
 
 bool has_module_file(const fs::path& directory) {
@@ -78,19 +76,23 @@ bool has_module_file(const fs::path& directory) {
 }
 
 void load() {
-    std::string text;
-    for (const ModuleLine& module : module_lines) {
-        text += std::string(module.name) + " " + std::string(module.rest) + "\n";
-    }
-    write_file(modules_file, text + other_module_lines());
+    replace_our_lines(loaded_lines);
     for (const char* name : class_names) fs::create_directories(class_directory / name);
-    fs::create_directories(class_directory / "iscsi_transport/tcp");
+    fs::create_directories(transport);
 }
 
 void unload() {
-    write_file(modules_file, other_module_lines());
-    for (const char* name : class_names) fs::remove_all(class_directory / name);
-    restart_session_numbers();
+    replace_our_lines(unloaded_lines);
+    fs::remove(transport);
+}
+
+fs::path module_tree() {
+    return fs::path("/lib/modules") / kernel_release();
+}
+
+bool can_be_loaded() {
+    return has_module_file(module_tree() / "kernel/drivers/scsi") &&
+           !fs::exists(run_directory / "modprobe-fails");
 }
 
 std::string only_argument(int argc, char** argv) {
@@ -100,22 +102,28 @@ std::string only_argument(int argc, char** argv) {
 
 }  // namespace
 
+bool has_driver() {
+    return fs::exists(transport);
+}
+
+bool load_driver() {
+    if (!has_driver() && can_be_loaded()) load();
+    return has_driver();
+}
+
 int modprobe(int argc, char** argv) {
     const std::string name = only_argument(argc, argv);
-    const fs::path tree = fs::path("/lib/modules") / kernel_release();
-    if (name != "iscsi_tcp" || !has_module_file(tree / "kernel/drivers/scsi")) {
-        throw Failure(1, "FATAL: Module " + name + " not found in directory " + tree.string());
+    if (name != "iscsi_tcp" || !has_module_file(module_tree() / "kernel/drivers/scsi")) {
+        throw Failure(1, "FATAL: Module " + name + " not found in directory " + module_tree().string());
     }
-    if (fs::exists(run_directory / "modprobe-fails")) {
-        throw Failure(1, "ERROR: could not insert 'iscsi_tcp': Operation not permitted");
-    }
+    if (!can_be_loaded()) throw Failure(1, "ERROR: could not insert 'iscsi_tcp': Operation not permitted");
     load();
     return 0;
 }
 
 int rmmod(int argc, char** argv) {
     const std::string name = only_argument(argc, argv);
-    if (name != "iscsi_tcp" || !is_loaded())
+    if (name != "iscsi_tcp" || !has_driver())
         throw Failure(1, "ERROR: Module " + name + " is not currently loaded");
     if (!names_in(class_directory / "iscsi_session").empty()) {
         throw Failure(1, "ERROR: Module " + name + " is in use");

@@ -19,8 +19,16 @@ PortalState parse_state(const std::string& text) {
     throw Failure(status::database, "unknown portal state " + text);
 }
 
+Portal read_address(const json& entry) {
+    const std::string text = entry.get<std::string>();
+    const Portal portal = parse_portal(text);
+    const bool is_port = portal.port > 0 && portal.port < 65536;
+    if (!is_port || !is_address(portal.address)) throw Failure(status::database, "no portal: " + text);
+    return portal;
+}
+
 NetworkPortal read_portal(const json& entry) {
-    return {parse_portal(entry.at("portal").get<std::string>()), parse_state(entry.value("state", "up")),
+    return {read_address(entry.at("portal")), parse_state(entry.value("state", "up")),
             entry.value("initiator_address", "")};
 }
 
@@ -38,8 +46,7 @@ std::optional<Credentials> read_credentials(const json& target, const char* key)
 Target read_target(const json& entry) {
     Target target{entry.at("name").get<std::string>(), entry.value("tag", 1), {}, {}, {}, {}};
     if (!is_target_name(target.name)) throw Failure(status::database, "no name for a target: " + target.name);
-    for (const json& portal : entry.at("portals"))
-        target.portals.push_back(parse_portal(portal.get<std::string>()));
+    for (const json& portal : entry.at("portals")) target.portals.push_back(read_address(portal));
     for (const json& lun : entry.value("luns", json::array())) target.luns.push_back(read_lun(lun));
     target.chap = read_credentials(entry, "chap");
     target.mutual = read_credentials(entry, "mutual");
@@ -58,7 +65,7 @@ Network read_network(const json& table) {
 
 NetworkPortal Network::portal_at(const Portal& portal) const {
     for (const NetworkPortal& candidate : portals) {
-        if (candidate.portal == portal) return candidate;
+        if (same_place(candidate.portal, portal)) return candidate;
     }
     return {portal, PortalState::refusing, ""};
 }
@@ -66,8 +73,10 @@ NetworkPortal Network::portal_at(const Portal& portal) const {
 const Target* Network::find_target(const std::string& name, const Portal& portal) const {
     for (const Target& target : targets) {
         if (target.name != name) continue;
-        if (std::find(target.portals.begin(), target.portals.end(), portal) != target.portals.end())
-            return &target;
+        const bool stands_there =
+            std::any_of(target.portals.begin(), target.portals.end(),
+                        [&portal](const Portal& own) { return same_place(own, portal); });
+        if (stands_there) return &target;
     }
     return nullptr;
 }

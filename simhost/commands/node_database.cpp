@@ -58,6 +58,7 @@ fs::path node_directory() {
 std::vector<Node> find_nodes(const NodeFilter& filter) {
     std::vector<Node> found;
     if (filter.target) {
+        if (!is_target_name(*filter.target)) return found;
         find_nodes_of(*filter.target, filter.portal, found);
     } else {
         for (const std::string& target : names_in(node_directory()))
@@ -72,7 +73,7 @@ Values read_node(const Node& node) {
 
 void write_node(const Node& node, const Values& values) {
     const fs::path file = record_file(node);
-    fs::create_directories(file.parent_path());
+    create_private_directories(file.parent_path());
     write_file(file, record_text(node_settings, values), 0600);
 }
 

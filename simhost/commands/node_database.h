@@ -15,6 +15,8 @@ struct Node {
     Portal portal;
     std::string tag;  // empty for a record that was made by hand
 
+    bool operator==(const Node&) const = default;
+
     // "NAME/ADDRESS,PORT,TAG" (a directory) or "NAME/ADDRESS,PORT" (a file) below the node database.
     std::filesystem::path entry() const;
     // "[iface: default, target: NAME, portal: ADDRESS,PORT]", as messages name a record.

@@ -1,10 +1,10 @@
 #include <cstdio>
 
-#include "discovery_database.h"
 #include "failure.h"
 #include "iscsiadm.h"
 #include "live_sessions.h"
 #include "login.h"
+#include "node_removal.h"
 
 namespace simhost {
 namespace {
@@ -45,16 +45,7 @@ int update(const Request& request, const std::vector<Node>& nodes) {
 int remove(const std::vector<Node>& nodes) {
     const std::vector<LiveSession> sessions = live_sessions();
     bool all_gone = true;
-    for (const Node& node : nodes) {
-        if (find_session(sessions, node.target, node.portal)) {
-            complain("This command will remove the record " + node.label() +
-                     ", but a session is using it. Logout session then rerun command to remove record.");
-            all_gone = false;
-            continue;
-        }
-        delete_node(node);
-        delete_discovery_entries(node);
-    }
+    for (const Node& node : nodes) all_gone = remove_node(node, sessions) && all_gone;
     if (all_gone) return status::ok;
     complain("Could not execute operation on all records: session exists");
     return status::session_exists;
@@ -64,6 +55,7 @@ int add(const Request& request) {
     const auto& [target, portal] = request.nodes;
     if (!target || !portal)
         throw Failure(status::invalid, "node mode: a new record needs a target (-T) and a portal (-p)");
+    if (!is_target_name(*target)) throw Failure(status::invalid, "no name for a target: " + *target);
     Values values = default_values(node_settings);
     values["node.name"] = *target;
     values["node.tpgt"] = "-1";
@@ -88,8 +80,9 @@ int login_by_startup(const std::string& startup) {
 
 int node_mode(const Request& request) {
     if (request.login_all) return login_by_startup(*request.login_all);
-    if (request.logout_all == "all") return logout_all_sessions();
-    if (request.logout_all || request.logout) refuse(request);
+    if (request.logout_all == "all") return logout_of({});
+    if (request.logout_all) refuse(request);
+    if (request.logout) return logout_of(request.nodes);
     if (request.operation == "new") return add(request);
     const std::vector<Node> nodes = find_nodes(request.nodes);
     if (nodes.empty()) return report_none();

@@ -10,8 +10,9 @@
 #include "files.h"
 #include "record.h"
 #include "session_entries.h"
+#include "session_state.h"
 
-// add-session and remove-session: sessions for tests and demonstrations that need no login.
+// add-session, remove-session and session-state: sessions for tests and demonstrations that need no login.
 
 namespace simhost {
 namespace {
@@ -110,6 +111,17 @@ std::string numbered(std::string name, unsigned sid) {
     return place == name.npos ? name : name.replace(place, 2, std::to_string(sid));
 }
 
+SessionState parse_state(std::string_view text) {
+    if (text == "up") return SessionState::up;
+    if (text == "recovering") return SessionState::recovering;
+    if (text == "failed") return SessionState::failed;
+    throw Failure(usage_error, "a session is up, recovering or failed");
+}
+
+[[noreturn]] void fail_for_missing(unsigned sid) {
+    throw Failure(1, "there is no session " + std::to_string(sid));
+}
+
 }  // namespace
 
 int add_session(int argc, char** argv) {
@@ -128,7 +140,14 @@ int add_session(int argc, char** argv) {
 int drop_session(int argc, char** argv) {
     if (argc != 2) throw Failure(usage_error, "one session number is needed");
     const unsigned sid = number_argument(argv[1]);
-    if (!remove_session(sid)) throw Failure(1, "there is no session " + std::to_string(sid));
+    if (!remove_session(sid)) fail_for_missing(sid);
+    return 0;
+}
+
+int session_state(int argc, char** argv) {
+    if (argc != 3) throw Failure(usage_error, "a session number and a state are needed");
+    const unsigned sid = number_argument(argv[1]);
+    if (!set_session_state(sid, parse_state(argv[2]))) fail_for_missing(sid);
     return 0;
 }
 

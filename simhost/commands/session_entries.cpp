@@ -27,7 +27,7 @@ void add_host(const SessionDetails& details, const fs::path& device) {
     add_class_entry(device, "iscsi_host", name,
                     {{"hwaddress", "(null)"},
                      {"initiatorname", "(null)"},
-                     {"ipaddress", or_null(details.initiator_address)},
+                     {"ipaddress", or_null(kernel_form(details.initiator_address))},
                      {"netdev", "(null)"}});
 }
 
@@ -36,12 +36,18 @@ void add_connection(const SessionDetails& details, const fs::path& session, cons
     const std::string port = std::to_string(details.portal.port);
     fs::create_directories(session / name / "power");
     add_class_entry(session / name, "iscsi_connection", name,
-                    {{"address", details.portal.address},
+                    {{"address", kernel_form(details.portal.address)},
                      {"port", port},
                      {"persistent_address", details.portal.address},
                      {"persistent_port", port},
+                     {"local_port", "45440"},
                      {"header_digest", details.header_digest ? "1" : "0"},
                      {"data_digest", details.data_digest ? "1" : "0"},
+                     {"exp_statsn", "548126969"},
+                     {"max_recv_dlength", "262144"},
+                     {"max_xmit_dlength", "262144"},
+                     {"ping_tmo", "5"},
+                     {"recv_tmo", "5"},
                      {"state", "up"}});
 }
 
@@ -67,13 +73,13 @@ void add_session_device(const SessionDetails& details, const fs::path& session) 
                      {"recovery_tmo", "120"},
                      {"erl", "0"},
                      {"fast_abort", "1"},
-                     {"initial_r2t", "0"},
+                     {"initial_r2t", "1"},
                      {"immediate_data", "1"},
                      {"first_burst_len", "65536"},
                      {"max_burst_len", "262144"},
                      {"max_outstanding_r2t", "1"},
-                     {"data_pdu_in_order", "1"},
-                     {"data_seq_in_order", "1"}});
+                     {"data_pdu_in_order", "0"},
+                     {"data_seq_in_order", "0"}});
 }
 
 unsigned lowest_free_host() {
@@ -100,10 +106,6 @@ unsigned take_session_number() {
     const unsigned number = next_session_number();
     raise_next_number(number + 1);
     return number;
-}
-
-void restart_session_numbers() {
-    fs::remove(next_number_file);
 }
 
 unsigned create_session(const SessionDetails& details) {

@@ -39,7 +39,6 @@ struct SessionDetails {
 
 // Uses up one session number: an attempt that fails later has one too.
 unsigned take_session_number();
-void restart_session_numbers();
 
 // Returns the session's number; throws Failure where a number that was asked for is in use.
 unsigned create_session(const SessionDetails& details);

@@ -63,15 +63,21 @@ int logout_numbered(const std::string& text) {
 
 }  // namespace
 
-int logout_all_sessions() {
-    return logout(live_sessions());
+int logout_of(const NodeFilter& nodes) {
+    std::vector<LiveSession> chosen;
+    for (const LiveSession& session : live_sessions()) {
+        const bool other_target = nodes.target && *nodes.target != session.target;
+        const bool other_portal = nodes.portal && *nodes.portal != session.portal;
+        if (!other_target && !other_portal) chosen.push_back(session);
+    }
+    return logout(chosen);
 }
 
 int session_mode(const Request& request) {
     const bool shows_one = request.session && !request.logout;
     if (request.operation || request.login || shows_one) refuse(request);
     if (request.session) return logout_numbered(*request.session);
-    return request.logout ? logout_all_sessions() : list(live_sessions());
+    return request.logout ? logout_of({}) : list(live_sessions());
 }
 
 }  // namespace simhost
