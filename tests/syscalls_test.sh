@@ -1,68 +1,119 @@
 #!/usr/bin/env bash
-# What the operations cost in system calls, and that each file is opened once. Enters the simulated host.
+# What every listing operation costs in system calls, at two sizes, beside few and many processes and on both forms
+# of sysfs; that it opens each file once; and that it answers what a plain C program answers that reads the same
+# host. Enters the simulated host.
 #
-#     syscalls_test.sh PROBE
+#     syscalls_test.sh OURS FLOOR
 set -uo pipefail
 [ -e /run/simhost/proc/self ] || exec "$(dirname "$0")/../simhost/enter" bash "$0" "$@"
-probe=$1 command=$(readlink -f /run/simhost/bin/iscsiadm)
+ours=$1 floor=$2
 failed=0
 
-# calls OPERATION: the trace of the operation alone.
-calls() {
-    strace -o /tmp/trace "$probe" "$1" >/tmp/status || { echo "FAIL $1 answered $(cat /tmp/status)"; exit 1; }
-    awk '/\/mark/ { ++marks; next } marks == 1' /tmp/trace
+# fail WHAT...
+fail() {
+    echo "FAIL $*"
+    failed=1
 }
 
-# at_most NAME LIMIT COUNT
-at_most() {
-    echo "$1: $3 system calls, at most $2"
-    if [ "$3" -gt "$2" ]; then
-        echo "FAIL $1"
-        failed=1
-    fi
+# costs LIMIT OPERATION [ARGUMENT]: runs it; leaves its trace in $trace and the number of calls in $calls. What
+# the C library asks for the heap is counted apart.
+costs() {
+    local limit=$1 answer expected heap='^(brk|mmap|munmap|mremap)\('
+    shift
+    answer=$(strace -o /tmp/trace "$ours" "$@") || fail "$*: does not run"
+    expected=$("$floor" "$@") || fail "$*: the plain program does not run"
+    trace=$(awk '/\/mark/ { ++marks; next } marks == 1' /tmp/trace)
+    calls=$(grep -vcE "$heap" <<<"$trace")
+    echo "$*, $host: $calls system calls, at most $limit"
+    ((calls <= limit)) || fail "$*, $host: too many system calls"
+    (($(grep -cE "$heap" <<<"$trace") <= 5)) || fail "$*, $host: the heap grows too often"
+    # Status and digest of the answer stand first.
+    [[ $answer == *'"status": 0'* && ${answer%%, \"faults*} == "${expected%%, \"faults*}" ]] ||
+        fail "$*, $host: answered $answer, and the plain program $expected"
 }
 
 opened_once() {
     local twice
-    twice=$(grep -oE 'open(at)?\(.*"[^"]*"' <<<"$2" | grep -oE '"[^"]*"' | sort | uniq -d)
-    if [ -n "$twice" ]; then
-        echo "FAIL $1 opens more than once: $twice"
-        failed=1
-    fi
+    twice=$(grep -oE 'open(at)?\(.*"[^"]*"' <<<"$trace" | grep -oE '"[^"]*"' | sort | uniq -d)
+    [ -z "$twice" ] || fail "$host: opened more than once: $twice"
 }
 
-processes=$(ls /proc | grep -c '^[0-9]')
-check=$(calls check | wc -l)
-at_most "stack check, $processes processes" $((14 + 3 * processes)) "$check"
+# add_sessions COUNT [OPTION...]: numbers 1 and up.
+add_sessions() {
+    /run/simhost/bin/simhost-command add-session --target iqn.t%d --address 10.0.0.1 --sid 1 --count "$@" >/tmp/added
+}
 
-trace=$(calls set)
-at_most "_SetProperty" 20 $(wc -l <<<"$trace")
-if [ "$(grep -c '^fsync' <<<"$trace")" != 1 ]; then
-    echo "FAIL _SetProperty flushes a file that does not stay"
-    failed=1
-fi
+remove_sessions() {
+    local session
+    for session in /sys/class/iscsi_session/session*; do
+        /run/simhost/bin/simhost-command remove-session "${session##*session}"
+    done
+}
+
+# record_targets PORTALS TARGETS: as discovery leaves them, so many at each portal.
+record_targets() {
+    local portal target node
+    rm -rf /var/lib/iscsi
+    for ((portal = 1; portal <= $1; ++portal)); do
+        mkdir -p "/var/lib/iscsi/send_targets/10.0.0.$portal,3260"
+        for ((target = 1; target <= $2; ++target)); do
+            node=/var/lib/iscsi/nodes/iqn.t$target/10.0.0.$portal,3260,1
+            mkdir -p "$node"
+            echo $'# BEGIN RECORD\nnode.startup = automatic' >"$node/default"
+            ln -s "$node" "/var/lib/iscsi/send_targets/10.0.0.$portal,3260/iqn.t$target,10.0.0.$portal,3260,1,default"
+        done
+    done
+}
+
+small_operations() {
+    costs 22 check
+    check=$calls
+    costs $((2 * check + 10)) property
+    costs $((2 * check + 10)) globals
+    costs $((2 * check + 10)) initiators
+    costs 21 set
+    [ "$(grep -c '^fsync(' <<<"$trace")" = 1 ] || fail "set: one fsync for the file that stays"
+}
+
+host="few processes"
+small_operations
+few=$check
+host="5,000 processes"
+mkdir /proc/{5000000..5004999}
+for process in /proc/5??????; do printf '/usr/sbin/service\0' >"$process/cmdline"; done
+small_operations
+[ "$check" = "$few" ] || fail "the stack check costs more beside many processes"
+
+# list_targets SESSIONS PORTALS TARGETS_EACH
+list_targets() {
+    record_targets "$2" "$3"
+    host="$form, $1 sessions, $2 portals, $3 targets each"
+    costs $((12 + 4 * $2 + 3 * $2 * $3 + 12 * $1)) targets
+    opened_once
+    costs $((check + 12 + 4 * $2)) groups iqn.t1
+    costs $((check + 12 + 4 * $2)) portals iqn.t1
+}
 
 for form in today older; do
     echo $form >/run/simhost/sysfs-form
-    for sessions in 1 10 300; do
-        rmmod iscsi_tcp
-        modprobe iscsi_tcp
-        "$command" add-session --target iqn.t --address 10.0.0.1 --port 3260 --count $sessions >/tmp/added
-        trace=$(calls sessions)
-        at_most "QuerySessionList, $form, $sessions sessions" $((10 + 14 * sessions)) $(($(wc -l <<<"$trace") - check))
-        opened_once "QuerySessionList, $form, $sessions sessions" "$trace"
-        for session in $(ls /sys/class/iscsi_session | tr -dc '0-9\n'); do "$command" remove-session "$session"; done
+    for sessions in 1 255; do
+        add_sessions $sessions
+        host="$form, $sessions sessions"
+        costs $((check + 7 + 14 * sessions)) sessions
+        opened_once
+        costs $((check + 15)) connections 1
+        list_targets $sessions 1 1
+        list_targets $sessions 8 32
+        remove_sessions
     done
-    for luns in 1 3 256; do
-        rmmod iscsi_tcp
-        modprobe iscsi_tcp
+    for luns in 1 256; do
         lun_options=()
         for ((lun = 0; lun < luns; ++lun)); do lun_options+=(--lun "$lun:1048576:VENDOR:MODEL"); done
-        "$command" add-session --target iqn.t --address 10.0.0.1 --port 3260 --sid 1 "${lun_options[@]}" >/tmp/added
-        trace=$(calls disks)
-        at_most "QueryDisks, $form, $luns LUNs" $((22 + 12 * luns)) $(($(wc -l <<<"$trace") - check))
-        opened_once "QueryDisks, $form, $luns LUNs" "$trace"
-        "$command" remove-session 1
+        add_sessions 1 "${lun_options[@]}"
+        host="$form, $luns LUNs"
+        costs $((check + 15 + 12 * luns)) disks 1
+        opened_once
+        remove_sessions
     done
 done
 exit $failed
