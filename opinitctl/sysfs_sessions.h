@@ -1,0 +1,23 @@
+// The live sessions as the kernel shows them: what the interface's records leave out or cut short.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace opinitctl {
+
+struct SysfsSession {
+    unsigned int number;  ///< all of it, not its low 8 bits
+    std::string target;
+    std::string initiator_name;
+    std::string state;  ///< such as LOGGED_IN, FAILED, FREE
+    std::string interface;
+    std::string tag;
+    std::string address;  ///< IPv4 or IPv6; the configured one while there is no connection
+    std::string port;
+};
+
+/// In the order of their numbers. What cannot be read, or is not known, is empty.
+std::vector<SysfsSession> sysfs_sessions();
+
+}  // namespace opinitctl
