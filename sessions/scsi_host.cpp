@@ -59,7 +59,9 @@ public:
     }
 
     /// The last component but one, empty when there is none.
-    std::string_view last_but_one() const { return depth_ < 2 ? "" : components_[depth_ - 2]; }
+    std::string_view last_but_one() const {
+        return depth_ < 2 ? std::string_view{} : components_[depth_ - 2];
+    }
 
 private:
     std::array<std::string_view, 64> components_;

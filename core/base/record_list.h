@@ -23,7 +23,7 @@ void free_record_list(void* first, std::uint32_t payload_size);
 
 template <class Record>
 void link_record(Record* record, Record* next) {
-    std::memcpy(reinterpret_cast<unsigned char*>(record) + sizeof(Record), &next, sizeof next);
+    std::memcpy(reinterpret_cast<unsigned char*>(record) + sizeof(Record), &next, link_size);
 }
 
 /// A zeroed heap record without successor, or null when memory is out.

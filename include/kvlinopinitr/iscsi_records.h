@@ -134,7 +134,7 @@ struct _InitiatorVersion {
 template <class Record>
 Record* next_record(const Record* record) {
     Record* next;
-    std::memcpy(&next, reinterpret_cast<const unsigned char*>(record) + sizeof(Record), sizeof next);
+    std::memcpy(&next, reinterpret_cast<const unsigned char*>(record) + sizeof(Record), sizeof(void*));
     return next;
 }
 
