@@ -1,7 +1,6 @@
 // Logging in, and making sure that it happened.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "output.h"
@@ -11,9 +10,9 @@ namespace opinitctl {
 struct LoginRequest {
     std::string target;
     std::string portal;
-    std::optional<std::string> user;
+    std::string user;
     std::string secret_file;
-    std::optional<std::string> user_in;
+    std::string user_in;
     std::string secret_in_file;
     bool persistent = false;
     bool header_digest = false;

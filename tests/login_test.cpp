@@ -1,9 +1,13 @@
 // The commands of login, logout and removal: their texts, how their end is judged, what they leave behind.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <tuple>
 
 #include "kvlinopinitr/open_initiator_functions.h"
@@ -154,6 +158,81 @@ TEST(Shell, EveryEndOfACommandHasItsAnswer) {
         EXPECT_EQ(host::exists("/tmp/opiscsierr"), !lost) << "removed only when it was read";
         EXPECT_EQ(after_stale([&] { return _GetTargetList(&list, 0); }), -2);
         EXPECT_EQ(host::exists("/tmp/opiscsierr"), done) << "of the stale record's deletion";
+    }
+}
+
+constexpr const char* capture_path = "/tmp/opiscsierr";
+
+/// What another user may have left where output is captured, and what becomes of it.
+TEST(Capture, HandsNothingToWhoeverWasThereBefore) {
+    const std::string victim = "/tmp/victim", text = "untouched";
+    const std::tuple<const char*, std::function<void()>, unsigned int, bool> cases[] = {
+        {"nothing", [] {}, 197, false},
+        {"directory", [] { host::make_directory(capture_path); }, 197, false},
+        {"full directory", [] { host::write_file(std::string{capture_path} + "/x", ""); }, 0, true},
+        {"FIFO", [] { mkfifo(capture_path, 0666); }, 197, false},
+        {"link", [&] { host::make_link(capture_path, victim); }, 197, false},
+        {"dangling link", [] { host::make_link(capture_path, "/tmp/new"); }, 197, false},
+        {"second name", [&] { EXPECT_EQ(::link(victim.c_str(), capture_path), 0); }, 197, false},
+        {"device", [] { EXPECT_EQ(mknod(capture_path, S_IFCHR | 0600, 0), 0); }, 0, true},
+        {"our own", [] { host::write_file(capture_path, "iscsiadm: no records found"); }, 197, false},
+    };
+    umask(0);
+    alarm(60);  // for whoever waits for the other end of a FIFO
+    for (const auto& [what, leave_there, status, stays] : cases) {
+        SCOPED_TRACE(what);
+        host::remove(capture_path);
+        host::write_file(victim, text);
+        install_iscsiadm("stat -c %a /tmp/opiscsierr >/tmp/mode; echo 'error: already exists'; exit 15");
+        leave_there();
+        _LoginParams params = request();
+        EXPECT_EQ(_LoginTarget(&params, portal), status);
+        EXPECT_EQ(host::exists(capture_path), stays);
+        EXPECT_EQ(host::read_file(victim), text);
+        EXPECT_FALSE(host::exists("/tmp/new"));
+        EXPECT_TRUE(what != std::string{"nothing"} || host::read_file("/tmp/mode") == "600\n");
+    }
+}
+
+TEST(Capture, ReadsNothingElseBack) {
+    host::write_file("/tmp/lie", "error: already exists\n");
+    alarm(60);
+    for (const char* swap : {"ln -s /tmp/lie", "mkfifo", "mkdir"}) {
+        install_iscsiadm("rm -f /tmp/opiscsierr; " + std::string{swap} + " /tmp/opiscsierr; exit 15");
+        _LoginParams params = request();
+        EXPECT_EQ(_LoginTarget(&params, portal), 0u) << swap;
+    }
+}
+
+TEST(Capture, LeavesAnotherUsersFileAlone) {
+    const std::string theirs = "/tmp/theirs";
+    host::write_file(capture_path, "theirs");
+    host::remove(theirs);
+    if (chown(capture_path, 1, 1) != 0) GTEST_SKIP() << "no other user here";
+    const int file = open(capture_path, O_RDONLY | O_CLOEXEC);
+    install_iscsiadm("echo 'error: already exists'; exit 15");
+    _LoginParams params = request();
+    EXPECT_EQ(_LoginTarget(&params, portal), 197u);
+    struct stat status {};
+    fstat(file, &status);
+    EXPECT_EQ(status.st_size, 6) << "removed, not written";
+    close(file);
+}
+
+TEST(Commands, QuoteTheAddressTextsThatTheyAreGiven) {
+    shell::answer({{0, 0, ""}});
+    const char* hostile = "1.2.3.4;touch /tmp/owned";
+    _LoginParams params = request();
+    params.persistent = 1;
+    _TargetInformation* list = nullptr;
+    unsigned int count = 0;
+    _LoginTarget(&params, hostile);
+    _remove_iscsi_dirs(hostile, 3260);
+    _remove_persistent_entry(nullptr, hostile, 3260, nullptr);
+    EXPECT_EQ(_DiscoverTarget(hostile, 3260, &list, &count), 179u);
+    EXPECT_EQ(shell::commands().size(), 5U);
+    for (const std::string& command : shell::commands()) {
+        EXPECT_NE(command.find(" '1.2.3.4;touch /tmp/owned:3260'"), command.npos) << command;
     }
 }
 

@@ -11,7 +11,9 @@
 
 // The hooks are called by their exported names, so an agent's developer can put own ones in their place.
 static std::vector<std::string> hooks;
+static bool hooks_throw = false;
 static void hook(const char* what, const void* list, unsigned int count) {
+    if (hooks_throw) throw what;
     hooks.push_back(what + std::string{list != nullptr ? " " : " null "} + std::to_string(count));
 }
 extern "C" {
@@ -43,6 +45,7 @@ using namespace operations;
 using Lines = std::vector<std::string>;
 
 constexpr std::size_t buffer_size = 40'000;
+unsigned char some_buffer[buffer_size];
 
 class Operations : public testing::Test {
 protected:
@@ -124,6 +127,22 @@ TEST_F(Operations, CheckTheIndexThenTheStack) {
 unsigned char session_id[16] = {1};
 unsigned char address[4] = {10, 0, 0, 1};
 unsigned int len, count;
+
+TEST_F(Operations, LetNoExceptionThrough) {
+    struct Throwing : OpenInitiator {
+        const char* GetErrStr(int) override { throw std::string{"no message"}; }
+    } throwing;
+    hooks_throw = true;
+    for (const Operation& operation : table) {
+        SCOPED_TRACE(operation.name);
+        populate_host();
+        operation.situation();
+        Call with_hook{initiator, some_buffer}, without_message{throwing, some_buffer};
+        EXPECT_NO_THROW(operation.call(with_hook));
+        EXPECT_NO_THROW(operation.call(without_message));
+    }
+    hooks_throw = false;
+}
 
 TEST(Frame, NullWhereItHasNoMeaningIsRefused) {
     populate_host();

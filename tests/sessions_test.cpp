@@ -104,6 +104,28 @@ TEST_F(Sessions, ConnectionsStayValidAndBounded) {
     const _ConnectionInformation* second = list()[0].Connections;
     EXPECT_EQ(first, second) << "one record per session number, however often it is asked for";
     EXPECT_EQ(+second->TargetPort, 3261);
+    host::write_file("/sys/class/iscsi_connection/connection1:0/port", "3262\n");
+    _SessionInformation unwanted;
+    EXPECT_EQ(initiator.QuerySessionList(&unwanted, &count, nullptr), success);
+    EXPECT_EQ(+second->TargetPort, 3261) << "nothing was handed out";
+}
+
+TEST_F(Sessions, AFailureLeavesNoStaleList) {
+    _SessionInformation stale{}, *sessions = &stale;
+    _DiskInformation disk{}, *disks = &disk;
+    _ConnectionInformation none{}, *connection = &none;
+    _TargetPortalGroups portal{}, *portals = &portal;
+    void* nodes = &stale;
+    char unknown[] = "iqn.unknown";
+    const unsigned char session[16] = {7};
+    host::remove("/etc/iscsi/initiatorname.iscsi");
+    EXPECT_EQ(_QuerySessionList(&sessions, &count, nullptr), -2);
+    EXPECT_EQ(_QueryDiskList("7", &disks, &count), -2);
+    EXPECT_EQ(_QueryConnectionList("", session, &connection), 1);
+    EXPECT_EQ(_GetPortalGroups(unknown, unknown, &portals), 1);
+    EXPECT_EQ(_GetInitiatorNodeList(&nodes, &count, 1), -1);
+    EXPECT_TRUE(sessions == nullptr && disks == nullptr && connection == nullptr && portals == nullptr);
+    EXPECT_TRUE(nodes == nullptr && count == 0);
 }
 
 TEST_F(Sessions, MoreThan255) {

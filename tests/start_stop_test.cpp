@@ -1,5 +1,6 @@
 // Starting and stopping: which commands run in which order, and every way to fail.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <csignal>
@@ -37,7 +38,7 @@ TEST_F(StartStop, StartWhenNothingIsLoaded) {
     host::install_stack();
     host::stop_stack();
     shell::answer({{0, 0, ""}});
-    EXPECT_EQ(initiator.StartInitiator(1), module_not_loaded);
+    EXPECT_EQ(initiator.StartInitiator(1), 416u);
     EXPECT_EQ(shell::commands(), Lines{"modprobe iscsi_tcp"});
     EXPECT_EQ(host::log_entries(), Lines{"5 2 open iscsi initiator start failed: driver modules not loaded"});
     EXPECT_STREQ(initiator.err_msg, "");
@@ -69,7 +70,7 @@ TEST_F(StartStop, StartOnTheDistribution) {
         {"Some Other Linux\n", nullptr, failure, nullptr},
         {late.c_str(), nullptr, failure, nullptr},
         {"", nullptr, failure, nullptr},
-        {nullptr, nullptr, cannot_open_file, nullptr},
+        {nullptr, nullptr, 98, nullptr},
     };
     loaded_but_without_daemon();
     shell::answer({{0, 0, ""}});
@@ -90,6 +91,14 @@ TEST_F(StartStop, StartOnTheDistribution) {
         EXPECT_EQ(host::log_entries().size(), logged + (is_logged ? 1 : 0));
         EXPECT_STREQ(initiator.err_msg, is_logged ? initiator.GetErrStr(313) : "");
     }
+}
+
+TEST_F(StartStop, TheBannerMustBeWritable) {
+    chmod("/etc/issue", 0400);
+    host::obey_permissions(true);
+    int code = 7;
+    EXPECT_EQ(get_linux_distro(&code), 98);
+    EXPECT_EQ(code, 7);
 }
 
 TEST_F(StartStop, TheScriptsResultWhenItRunsAfterwards) {
@@ -159,7 +168,7 @@ TEST_F(StartStop, StopOnTheDistribution) {
 TEST_F(StartStop, ASessionKeepsItUp) {
     host::start_stack();
     host::add_session({1});
-    EXPECT_EQ(initiator.StopInitiator(1), cannot_stop_session_active);
+    EXPECT_EQ(initiator.StopInitiator(1), 189u);
     EXPECT_TRUE(shell::commands().empty());
     EXPECT_TRUE(host::log_entries().empty());
 }
@@ -180,6 +189,9 @@ TEST_F(StartStop, DaemonsAreCountedByTheirProgram) {
         host::write_file(std::string{"/proc/"} + number + "/cmdline", command_line);
     };
     EXPECT_EQ(check_iscsid_instances(), 0);
+    process("9", "/sbin/iscsid");
+    EXPECT_EQ(check_iscsid_instances(), 1);
+    host::remove("/proc/9");
     process("4000001", std::string_view{"/usr/sbin/iscsiadm\0iscsid\0", 26});
     process("4000002", "");
     process("5x", "/sbin/iscsid");

@@ -13,6 +13,7 @@
 #include <iostream>
 #include <set>
 
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "platform/kvlinhw.h"
 #include "tests/support/faults.h"
 #include "tests/support/host.h"
@@ -217,6 +218,18 @@ protected:
         }
     }
 
+    Seen run_without_standard_streams() {
+        for (int stream = 0; stream <= 2; ++stream) {
+            fcntl(stream, F_DUPFD_CLOEXEC, 100);
+            close(stream);
+        }
+        const Seen seen = run({});
+        for (int stream = 0; stream <= 2; ++stream) dup2(100 + stream, stream);
+        std::strcpy(trying, "no standard streams\n");
+        EXPECT_EQ(seen.status, healthy.status);
+        return seen;
+    }
+
     /// What is interrupted or cut short is gone on with, and probes need no memory.
     static bool is_transparent(const Plan& plan, const faults::SystemCall& call) {
         if (plan.system_call < 0) return false;
@@ -333,17 +346,16 @@ TEST_P(Sweep, OutlivesEveryFault) {
         for (const auto& [result, error] : ends) try_out({.error = error, .command = n, .result = result});
     }
     tell("commands", healthy.report.commands);
+    judge(run_without_standard_streams(), {}, {});
 }
 
-TEST_P(Sweep, NeedsNoStandardStreams) {
-    for (int stream = 0; stream <= 2; ++stream) {
-        fcntl(stream, F_DUPFD_CLOEXEC, 100);
-        close(stream);
-    }
-    const Seen seen = run({});
-    for (int stream = 0; stream <= 2; ++stream) dup2(100 + stream, stream);
-    judge(seen, {}, {});
-    EXPECT_EQ(seen.status, healthy.status);
+TEST(Probes, TakeNoMemory) {
+    populate_host();
+    faults::begin({.allocation = 0, .lasting = true});
+    const int answers[] = {check_stack_available(), is_module_loaded(), check_iscsid_instances(),
+                           check_stack_running()};
+    EXPECT_EQ(faults::end().allocations, 0);
+    EXPECT_EQ(std::vector<int>(std::begin(answers), std::end(answers)), (std::vector{1, 1, 1, 1}));
 }
 
 }  // namespace

@@ -95,6 +95,7 @@ TEST(TargetList, ReadsWhateverTheDatabasesHold) {
         {empty, a, -2, "", "10.1.1.5:3260"},
         {"10.1.1.5,3260", a, 179},
         {"", empty, 179},
+        {"dangling", a, 179},
         // Portals that cannot be listed are skipped; the last one tried decides.
         {"1 10.1.1.3,1 10.1.1.4,3260/st_config 10.1.1.5,3260,x/a,1,2,3, z", "", 179, "", "10.1.1.4:3260"},
         {"2001:db8:0:1::1234:5678,3260/a,2001:db8:0:1::1234:5678,3260,1,x fd00::1,1/st_config", "", 0,
@@ -107,7 +108,7 @@ TEST(TargetList, ReadsWhateverTheDatabasesHold) {
         SCOPED_TRACE(in_var + " | " + in_etc);
         clear_databases();
         shell::forget();
-        write_files(var, in_var);
+        in_var == "dangling" ? host::make_link(var + "10.1.1.5,3260", "nowhere") : write_files(var, in_var);
         write_files(etc, in_etc);
         auto* own = static_cast<_TargetInformation*>(std::calloc(1, sizeof(_TargetInformation) + 8));
         EXPECT_EQ(listed(status, true, own), targets);
@@ -154,6 +155,9 @@ TEST(TargetList, TakesPersistenceFromTheFirstDecidingPieceOfTheNodeRecord) {
         }
         EXPECT_EQ(listed(), persistent ? "1 a persistent; " : "1 a; ") << in_var;
     }
+    chmod(("/var/lib/iscsi/" + record).c_str(), 0400);
+    host::obey_permissions(true);
+    EXPECT_EQ(listed(), "1 a; ") << "a record that cannot be opened for writing too";
 }
 
 TEST(Discovery, ReportsWhatThePortalOffersNowAndNothingElse) {

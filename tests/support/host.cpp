@@ -1,6 +1,9 @@
 #include "tests/support/host.h"
 
+#include <linux/capability.h>
+#include <sys/syscall.h>
 #include <sys/utsname.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -79,6 +82,15 @@ void make_link(const std::string& path, const std::string& target) {
 }
 void remove(const std::string& path) {
     fs::remove_all(path);
+}
+
+void obey_permissions(bool obey) {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[2]{};
+    syscall(SYS_capget, &header, sets);
+    const unsigned int passes = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
+    sets[0].effective = sets[0].permitted & ~(obey ? passes : 0);
+    if (syscall(SYS_capset, &header, sets) != 0) throw std::runtime_error{"cannot change capabilities"};
 }
 
 void install_stack() {

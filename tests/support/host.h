@@ -16,6 +16,9 @@ void make_directory(const std::string& path);
 void make_link(const std::string& path, const std::string& target);
 void remove(const std::string& path);
 
+/// Takes from root what lets it pass over permissions, and gives it back.
+void obey_permissions(bool obey);
+
 /// The stack as the probes of the library see it.
 void install_stack();
 void start_stack();
