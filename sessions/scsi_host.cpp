@@ -68,10 +68,25 @@ private:
     std::size_t depth_ = 0;
 };
 
+Path session_entry(int session) {
+    return Path{"/sys/class/iscsi_session/session"}.number(session);
+}
+
 }  // namespace
 
+std::optional<int> find_session_host(int session) {
+    const LinkText leads_to{session_entry(session)};
+    if (leads_to) {
+        // ".../host3/session1/iscsi_session/session1"
+        std::string_view link = leads_to.view();
+        for (int component = 0; component < 2; ++component) link = link.substr(0, link.rfind('/'));
+        if (const auto host = host_above_session(link)) return host;
+    }
+    return get_session_host(session);
+}
+
 std::optional<int> get_session_host(int session) {
-    const Path entry = Path{"/sys/class/iscsi_session/session"}.number(session);
+    const Path entry = session_entry(session);
     const LinkText device{Path{entry}.text("/device")};
     if (!device) return std::nullopt;
     if (const auto host = host_above_session(device.view())) return host;

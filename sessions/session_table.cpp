@@ -35,7 +35,7 @@ Destination read_destination(int session) {
     destination.counts = target.opened;
     destination.certain = target.certain;
     if (!target.opened) return destination;
-    const std::optional<int> host = get_session_host(session);
+    const std::optional<int> host = find_session_host(session);
     if (!host || ::access(initiator_address_path(*host).c_str(), R_OK) == 0) return destination;
     destination.counts = false;
     destination.certain = errno == ENOENT || errno == ENOTDIR;

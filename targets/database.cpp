@@ -1,8 +1,11 @@
 #include "targets/database.h"
 
+#include <string.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
+#include <functional>
 #include <optional>
 
 #include "core/base/directory.h"
@@ -20,27 +23,52 @@ bool is_there(const Path& path) {
     return ::lstat(path.c_str(), &entry) == 0;
 }
 
-std::optional<ProbedPortal> last_usable(const Listing& names) {
-    for (auto name = names.rbegin(); name != names.rend(); ++name) {
-        const std::optional<TargetEntry> entry = parse_target_entry(*name);
-        if (entry) return ProbedPortal{entry->address, static_cast<std::uint16_t>(entry->port), entry->tag};
+/// Selects what a receiver wants of a portal directory, and notes what else matters of it.
+class Selection {
+public:
+    explicit Selection(const TargetReceiver& targets) : targets_{targets} {}
+
+    bool operator()(std::string_view name) {
+        if (!_st_entry_filter(name)) return false;
+        ++listed_;
+        const std::optional<TargetEntry> entry = parse_target_entry(name);
+        if (!entry) return false;
+        if (usable_ == 0 || ::strverscmp(name.data(), last_.data()) > 0) {
+            last_[name.copy(last_.data(), last_.size() - 1)] = '\0';
+        }
+        ++usable_;
+        return targets_.wants(*entry);
     }
-    return std::nullopt;
-}
+
+    /// Entries but st_config.
+    std::size_t listed() const { return listed_; }
+    std::size_t usable() const { return usable_; }
+
+    /// By the last usable entry, of which there is one.
+    ProbedPortal probed() const {
+        const TargetEntry entry = parse_target_entry(last_.data()).value();
+        return {entry.address, static_cast<std::uint16_t>(entry.port), entry.tag};
+    }
+
+private:
+    const TargetReceiver& targets_;
+    std::size_t listed_ = 0;
+    std::size_t usable_ = 0;
+    std::array<char, 256> last_{};
+};
 
 /// All entries of one target stand side by side, since the names are sorted.
-unsigned int hand_over_targets(const Listing& names, TargetReceiver& targets, std::uint32_t& count) {
-    const std::optional<ProbedPortal> probed = last_usable(names);
-    std::optional<TargetEntry> before;
+unsigned int hand_over_targets(const Listing& names, const ProbedPortal& probed, TargetReceiver& targets) {
+    std::string_view target_before;
+    bool first = true;
     for (const std::string_view name : names) {
-        const std::optional<TargetEntry> entry = parse_target_entry(name);
-        if (!entry) continue;
-        const bool further_portal = before && before->target == entry->target;
-        if (!(further_portal ? targets.add_portal(*entry) : targets.add_target(*entry, *probed))) {
+        const TargetEntry entry = parse_target_entry(name).value();
+        const bool further_portal = !first && target_before == entry.target;
+        if (!(further_portal ? targets.add_portal(entry) : targets.add_target(entry, probed))) {
             return database_status::out_of_memory;
         }
-        if (!further_portal) ++count;
-        before = entry;
+        target_before = entry.target;
+        first = false;
     }
     return iscsi_status::success;
 }
@@ -74,28 +102,32 @@ bool _st_entry_filter(std::string_view name) {
 }
 
 unsigned int _read_st_portal_dir(const char* database, std::string_view portal_dir, TargetReceiver& targets,
-                                 std::uint32_t& count, std::size_t& entries) {
+                                 std::size_t& entries) {
     entries = 0;
     const Path path = Path{database}.text(portal_dir);
-    const Listing names{path.c_str(), _st_entry_filter};
+    Selection selection{targets};
+    const Listing names{path.c_str(), std::ref(selection)};
     // A link that leads nowhere is there, and cannot be listed.
     if (names.error() == ENOENT && !is_there(path)) return iscsi_status::success;
     if (!names.complete()) {
         targets.note_unreadable(names.error());
         return database_status::cannot_list;
     }
-    if (names.empty()) return database_status::empty;
-    entries = names.size();
-    return hand_over_targets(names, targets, count);
+    entries = selection.listed();
+    if (entries == 0) return database_status::empty;
+    const unsigned int status =
+        names.empty() ? iscsi_status::success : hand_over_targets(names, selection.probed(), targets);
+    if (status == iscsi_status::success) targets.note_entries(selection.usable());
+    return status;
 }
 
-unsigned int _read_send_targets(std::string_view portal_dir, TargetReceiver& targets, std::uint32_t& count) {
+unsigned int _read_send_targets(std::string_view portal_dir, TargetReceiver& targets) {
     return without_exceptions(database_status::out_of_memory, [&] {
         std::size_t entries = 0;
         const auto [first, second] = discovery_databases;
-        unsigned int status = _read_st_portal_dir(first, portal_dir, targets, count, entries);
+        unsigned int status = _read_st_portal_dir(first, portal_dir, targets, entries);
         if (status != iscsi_status::success || entries != 0) return status;
-        status = _read_st_portal_dir(second, portal_dir, targets, count, entries);
+        status = _read_st_portal_dir(second, portal_dir, targets, entries);
         return entries != 0 ? status : iscsi_status::target_not_found;
     });
 }

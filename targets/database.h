@@ -24,14 +24,14 @@ inline constexpr unsigned int cannot_list = 0xFFFFFFFF;  ///< the portal directo
 /// Selector of listings: every entry but ".", ".." and "st_config".
 bool _st_entry_filter(std::string_view name);
 
-/// Hands over the targets of a portal directory in one database and adds their number to `count`. `entries`
-/// is the length of the directory's listing. 0, also when there is no such directory; 2; -1; -2.
+/// Hands over the targets of a portal directory in one database. `entries` is the length of the directory's
+/// listing. 0, also when there is no such directory; 2; -1; -2.
 unsigned int _read_st_portal_dir(const char* database, std::string_view portal_dir, TargetReceiver& targets,
-                                 std::uint32_t& count, std::size_t& entries);
+                                 std::size_t& entries);
 
 /// The same from the first database that has the directory. 0; 2; 179 when neither has it, or only the second
 /// one has and it cannot be listed or is empty; -1 and -2 of the first one.
-unsigned int _read_send_targets(std::string_view portal_dir, TargetReceiver& targets, std::uint32_t& count);
+unsigned int _read_send_targets(std::string_view portal_dir, TargetReceiver& targets);
 
 /// 1 when the node record says that it starts automatically, else 0.
 std::uint8_t _read_node_startup(std::string_view target_name, const ProbedPortal& portal);

@@ -29,14 +29,13 @@ void empty_portal_directory(std::string_view portal_dir) {
     }
 }
 
-unsigned int discover(const char* address, std::uint16_t port, TargetReceiver& targets,
-                      std::uint32_t& count) {
+unsigned int discover(const char* address, std::uint16_t port, TargetReceiver& targets) {
     const Path portal_dir = portal_directory(address, std::to_string(port));
     Command command;
     command.text("iscsiadm -m discovery -t st -p ").word(portal_argument(address, port));
     empty_portal_directory(portal_dir.view());
     run_shell(command.c_str());
-    return _read_send_targets(portal_dir.view(), targets, count);
+    return _read_send_targets(portal_dir.view(), targets);
 }
 
 }  // namespace
@@ -48,7 +47,8 @@ unsigned int _DiscoverTarget(const char* address, int port, _TargetInformation**
     return without_exceptions(database_status::out_of_memory, [&] {
         TargetRecords targets{list, true};
         if (!targets) return database_status::out_of_memory;
-        const unsigned int status = discover(address, static_cast<std::uint16_t>(port), targets, *count);
+        const unsigned int status = discover(address, static_cast<std::uint16_t>(port), targets);
+        *count += targets.count();
         if (*count != 0) {
             targets.hand_over();
             return status;

@@ -31,14 +31,14 @@ class PortalCollector final : public TargetReceiver {
 public:
     explicit PortalCollector(std::string_view target_name) : target_name_{target_name} {}
 
+    bool wants(const TargetEntry& entry) const override { return !found_ && entry.target == target_name_; }
+
     bool add_target(const TargetEntry& entry, const ProbedPortal&) override {
-        collecting_ = !found_ && entry.target == target_name_;
-        found_ = found_ || collecting_;
+        found_ = true;
         return add_portal(entry);
     }
 
     bool add_portal(const TargetEntry& entry) override {
-        if (!collecting_) return true;
         complete_ = append_portal(portals_, entry);
         if (complete_) address_to_bytes(*portals_.last());
         return complete_;
@@ -48,7 +48,6 @@ public:
 
 private:
     std::string_view target_name_;
-    bool collecting_ = false;
     bool found_ = false;
     bool complete_ = true;
     RecordList<_TargetPortalGroups> portals_;
@@ -58,9 +57,7 @@ private:
 
 TargetPortals find_portals(std::string_view target_name) {
     PortalCollector collector{target_name};
-    std::uint32_t count = 0;
-    const int status =
-        without_exceptions(memory_out, [&] { return walk_recorded_targets(collector, count); });
+    const int status = without_exceptions(memory_out, [&] { return walk_recorded_targets(collector); });
     return collector.result(status);
 }
 

@@ -28,6 +28,8 @@ class RemovalCheck final : public TargetReceiver {
 public:
     RemovalCheck(std::string_view address, std::uint16_t port) : address_{address}, port_{port} {}
 
+    bool wants(const TargetEntry&) const override { return !asked_; }
+
     bool add_target(const TargetEntry& entry, const ProbedPortal& probed) override {
         if (asked_ || entry.address != address_ || entry.port != port_) return true;
         asked_ = true;
@@ -56,8 +58,7 @@ private:
 unsigned int remove_target(const char* address, std::uint16_t port) {
     return without_exceptions(iscsi_status::out_of_memory, [&] {
         RemovalCheck check{address, port};
-        std::uint32_t count = 0;
-        walk_recorded_targets(check, count);
+        walk_recorded_targets(check);
         if (const unsigned int refusal = check.refusal()) return refusal;
         // What could not be read may hold the target that is to be asked first.
         return check.complete() ? _remove_iscsi_dirs(address, port) : iscsi_status::out_of_memory;

@@ -32,36 +32,34 @@ void delete_discovery_record(const PortalName& portal) {
 }
 
 /// 0 or 2 when the directory yielded targets; else 2, 179 or -2.
-unsigned int read_portal(const PortalName& portal, TargetReceiver& targets, std::uint32_t& count) {
-    const std::uint32_t before = count;
+unsigned int read_portal(const PortalName& portal, TargetReceiver& targets) {
+    const std::size_t before = targets.entries();
     const unsigned int status =
-        _read_send_targets(portal_directory(portal.address, portal.port).view(), targets, count);
+        _read_send_targets(portal_directory(portal.address, portal.port).view(), targets);
     if (status == database_status::empty) delete_discovery_record(portal);
     const bool kept = status == database_status::empty || status == database_status::out_of_memory;
-    return kept || count != before ? status : iscsi_status::target_not_found;
+    return kept || targets.entries() != before ? status : iscsi_status::target_not_found;
 }
 
 }  // namespace
 
-int walk_recorded_targets(TargetReceiver& targets, std::uint32_t& count) {
+int walk_recorded_targets(TargetReceiver& targets) {
     const Listing names = recorded_portals(targets);
     if (names.empty()) return no_portals_recorded;
     unsigned int status = iscsi_status::target_not_found;
     for (const std::string_view name : names) {
         const std::optional<PortalName> portal = parse_portal_name(name);
         if (!portal) continue;
-        status = read_portal(*portal, targets, count);
+        status = read_portal(*portal, targets);
         if (status == database_status::out_of_memory) break;
     }
-    return count != 0 ? 0 : static_cast<int>(status);
+    return targets.entries() != 0 ? 0 : static_cast<int>(status);
 }
 
 int deliver_target_list(void* buffer, unsigned int* bytes) {
     const bool wanted = buffer != nullptr && bytes != nullptr;
     TargetDelivery delivery{wanted ? buffer : nullptr};
-    std::uint32_t count = 0;
-    const int result =
-        without_exceptions(out_of_memory, [&] { return walk_recorded_targets(delivery, count); });
+    const int result = without_exceptions(out_of_memory, [&] { return walk_recorded_targets(delivery); });
     if (wanted && result >= 0) *bytes = delivery.bytes();
     return result;
 }
@@ -74,9 +72,9 @@ int _GetTargetList(_TargetInformation** list, unsigned char with_portals) {
         TargetProbe probe;
         TargetRecords targets{list, with_portals != 0, &probe};
         if (!targets) return out_of_memory;
-        std::uint32_t count = 0;
-        const int result = walk_recorded_targets(targets, count);
-        if (count != 0) targets.hand_over();
-        return result;
+        const int result = walk_recorded_targets(targets);
+        if (targets.count() == 0) return result;
+        targets.hand_over();
+        return 0;
     });
 }

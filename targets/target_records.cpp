@@ -41,6 +41,7 @@ bool TargetRecords::add_target(const TargetEntry& entry, const ProbedPortal& pro
     fill_target(*record, entry);
     record->portals = last_portal_ = portals.release();
     if (probe_ != nullptr) probe_->mark(*record, probed);
+    ++count_;
     return true;
 }
 

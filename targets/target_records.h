@@ -34,6 +34,7 @@ public:
     bool add_target(const TargetEntry& entry, const ProbedPortal& probed) override;
     bool add_portal(const TargetEntry& entry) override;
 
+    std::uint32_t count() const { return count_; }
     void hand_over();
 
 private:
@@ -43,6 +44,7 @@ private:
     _TargetInformation* first_;
     _TargetInformation* last_ = nullptr;
     _TargetPortalGroups* last_portal_ = nullptr;
+    std::uint32_t count_ = 0;
 };
 
 struct TargetListRelease {

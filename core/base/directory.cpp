@@ -50,7 +50,7 @@ bool skip_dot_entries(std::string_view name) {
     return name != "." && name != "..";
 }
 
-Listing::Listing(const char* path, bool (*select)(std::string_view)) {
+Listing::Listing(const char* path, const std::function<bool(std::string_view)>& select) {
     const std::unique_ptr<char[]> room{new char[listing_room]};
     Directory directory{path, {room.get(), listing_room}};
     while (directory) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -55,7 +56,7 @@ bool skip_dot_entries(std::string_view name);
 /// unless the directory was read to its end.
 class Listing {
 public:
-    Listing(const char* path, bool (*select)(std::string_view));
+    Listing(const char* path, const std::function<bool(std::string_view)>& select);
 
     /// Whether it was read to its end.
     bool complete() const { return error_ == 0; }
