@@ -20,5 +20,6 @@ std::span<const Command> config_commands();
 std::span<const Command> target_commands();
 std::span<const Command> session_commands();
 std::span<const Command> doctor_commands();
+std::span<const Command> metrics_commands();
 
 }  // namespace opinitctl

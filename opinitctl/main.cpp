@@ -25,8 +25,8 @@ Exit status: 0 done; 1 the operation failed, its number and message are on stand
 
 std::vector<Command> all_commands() {
     std::vector<Command> all;
-    for (const auto family :
-         {stack_commands(), config_commands(), target_commands(), session_commands(), doctor_commands()}) {
+    for (const auto family : {stack_commands(), config_commands(), target_commands(), session_commands(),
+                              metrics_commands(), doctor_commands()}) {
         all.insert(all.end(), family.begin(), family.end());
     }
     return all;

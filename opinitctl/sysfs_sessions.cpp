@@ -64,4 +64,10 @@ std::vector<SysfsSession> sysfs_sessions() {
     return sessions;
 }
 
+std::string portal_text(const SysfsSession& session) {
+    if (session.address.empty()) return "";
+    const bool ipv6 = session.address.find(':') != std::string::npos;
+    return (ipv6 ? '[' + session.address + ']' : session.address) + ':' + session.port;
+}
+
 }  // namespace opinitctl
