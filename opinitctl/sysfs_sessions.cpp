@@ -1,5 +1,7 @@
 #include "sysfs_sessions.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
@@ -37,6 +39,14 @@ std::optional<unsigned int> session_number(const std::string& entry) {
     return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
+/// The kernel shows an IPv6 address with all its zeros.
+std::string short_address(const std::string& text) {
+    in6_addr address = {};
+    char shortened[INET6_ADDRSTRLEN] = {};
+    if (inet_pton(AF_INET6, text.c_str(), &address) != 1) return text;
+    return inet_ntop(AF_INET6, &address, shortened, sizeof shortened);
+}
+
 SysfsSession read_session(unsigned int number) {
     const fs::path session = session_class / fs::path("session" + std::to_string(number));
     const fs::path connection = connection_class / fs::path("connection" + std::to_string(number) + ":0");
@@ -46,7 +56,7 @@ SysfsSession read_session(unsigned int number) {
             attribute(session / "state"),
             attribute(session / "ifacename"),
             attribute(session / "tpgt"),
-            attribute(connection / "address", connection / "persistent_address"),
+            short_address(attribute(connection / "address", connection / "persistent_address")),
             attribute(connection / "port", connection / "persistent_port")};
 }
 

@@ -8,8 +8,8 @@ import os
 import subprocess
 import sys
 
-from prometheus_client import openmetrics, parser
-import prometheus_client.openmetrics.parser
+from prometheus_client import parser
+from prometheus_client.openmetrics import parser as openmetrics
 
 HERE = os.path.dirname(os.path.realpath(__file__))
 if not os.path.exists("/run/simhost/proc/self"):
@@ -31,7 +31,7 @@ def add_session(*options):
 def metrics():
     """The samples, the same to both parsers, and the families by name."""
     text = opinitctl("metrics").stdout
-    families = list(openmetrics.parser.text_string_to_metric_families(text))
+    families = list(openmetrics.text_string_to_metric_families(text))
     samples = {(sample.name, tuple(sample.labels.items())): sample.value
                for family in families for sample in family.samples}
     older = {(sample.name, tuple(sample.labels.items())): sample.value
@@ -41,8 +41,8 @@ def metrics():
 
 
 DISK = "EXAMPLE:DISK"
-one = add_session("--target", "iqn.a", "--address", "10.0.0.1", "--lun", f"0:1000:{DISK}", "--lun", f"7:24:{DISK}")
-add_session("--target", "iqn.a", "--address", "10.0.0.1", "--lun", f"0:1000:{DISK}")
+one = add_session("--target", "iqn.a", "--address", "10.0.0.1", "--lun", f"0:1024:{DISK}", "--lun", f"7:512:{DISK}")
+add_session("--target", "iqn.a", "--address", "10.0.0.1", "--lun", f"0:1024:{DISK}")
 add_session("--target", "iqn.a", "--address", "10.0.0.2", "--sid", "300")
 add_session("--target", 'iqn."\\\t\xfe,}', "--address", "fd00::1")
 with open(f"/sys/class/iscsi_session/session{one}/state", "w", encoding="utf-8") as state:
@@ -52,7 +52,7 @@ sessions = {("opinit_sessions", (("target", "iqn.a"), ("state", "failed"))): 1,
             ("opinit_sessions", (("target", "iqn.a"), ("state", "logged_in"))): 2,
             ("opinit_sessions", (("target", 'iqn."\\\\\\x09\\xc3\\xbe,}'), ("state", "logged_in"))): 1}
 luns = {}
-for target, portal, count, size in (("iqn.a", "10.0.0.1:3260", 3, 2024), ("iqn.a", "10.0.0.2:3260", 0, 0),
+for target, portal, count, size in (("iqn.a", "10.0.0.1:3260", 3, 2560), ("iqn.a", "10.0.0.2:3260", 0, 0),
                                     ('iqn."\\\\\\x09\\xc3\\xbe,}', "[fd00::1]:3260", 0, 0)):
     labels = (("target", target), ("portal", portal))
     luns |= {("opinit_luns", labels): count, ("opinit_lun_size_bytes", labels): size}
@@ -72,8 +72,8 @@ assert opinitctl("metrics", file).returncode == 0
 with open(file, encoding="utf-8") as new, open("/tmp/old", encoding="utf-8") as old:
     assert new.read() == opinitctl("metrics").stdout and old.read() == "old"
 assert os.stat(file).st_mode & 0o777 == 0o644 and glob.glob("/tmp/.opinit*") == []
-refused = opinitctl("metrics", "/proc/opinit.prom")
-assert refused.returncode == 1 and "cannot write /proc/opinit.prom" in refused.stderr, refused
+refused = opinitctl("metrics", "/usr/opinit.prom")
+assert refused.returncode == 1 and "cannot write /usr/opinit.prom" in refused.stderr, refused
 assert opinitctl("metrics", "--json").returncode == 2
 
 # Without the daemon the interface does not tell of LUNs; the sessions live on.

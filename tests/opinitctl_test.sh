@@ -71,7 +71,7 @@ check "refused arguments run nothing" is "$(calls)" "$before"
 # --- help names the exit codes, on every command
 commands=$(opinitctl --help | sed -n '/^Subcommands:/,/^[^ S]/s/^  \([a-z]*\) .*/\1/p')
 check "every command is listed" is "$(echo $commands)" "status start stop version message node config discover targets \
-portals login logout remove forget sessions connections disks doctor help"
+portals login logout remove forget sessions connections disks metrics doctor help"
 for name in '' ${commands/help} 'config set'; do
     gives 0 '*Exit status: 0 done; 1 *2 wrong usage*' '' $name --help
 done
