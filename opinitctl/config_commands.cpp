@@ -108,7 +108,7 @@ void add_value(Request& request, const Setting& setting) {
 }
 
 void add_secret(Request& request, const Setting& setting) {
-    read_secret(setting.value, request.add(setting.id).value);
+    read_secret(setting.value, full_key(setting.id), request.add(setting.id).value);
 }
 
 std::vector<Setting> parse_secret_files(const Texts& texts) {

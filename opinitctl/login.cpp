@@ -33,17 +33,17 @@ void copy_user(const std::string& user, char (&field)[Size]) {
 }
 
 void fill_authentication(_LoginParams& params, const LoginRequest& request) {
-    if (request.user.empty() && request.secret_file.empty()) return;
+    if (!request.user) return;
     if (request.secret_file == standard_input && request.secret_in_file == standard_input) {
         throw UsageError("standard input can give one secret only");
     }
     params.auth_method = 1;
-    copy_user(request.user, params.username);
-    read_secret(request.secret_file, params.password);
-    if (request.user_in.empty() && request.secret_in_file.empty()) return;
+    copy_user(*request.user, params.username);
+    read_secret(request.secret_file, *request.user, params.password);
+    if (!request.user_in) return;
     params.auth_method = 2;
-    copy_user(request.user_in, params.username_in);
-    read_secret(request.secret_in_file, params.password_in);
+    copy_user(*request.user_in, params.username_in);
+    read_secret(request.secret_in_file, *request.user_in, params.password_in);
 }
 
 void fill(_LoginParams& params, const LoginRequest& request, const Portal& portal) {

@@ -1,6 +1,7 @@
 // Logging in, and making sure that it happened.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "output.h"
@@ -10,9 +11,9 @@ namespace opinitctl {
 struct LoginRequest {
     std::string target;
     std::string portal;
-    std::string user;
+    std::optional<std::string> user;
     std::string secret_file;
-    std::string user_in;
+    std::optional<std::string> user_in;
     std::string secret_in_file;
     bool persistent = false;
     bool header_digest = false;

@@ -1,8 +1,8 @@
-// Secrets: read from a file or standard input, kept in memory that is wiped, shown as stars.
+// Secrets: read from a file, standard input or the terminal, kept in memory that is wiped, shown as stars.
 #pragma once
 
-#include <cstddef>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -25,13 +25,9 @@ struct Wiped {
     Wiped& operator=(const Wiped&) = delete;
 };
 
-/// Reads the one line in `source`, a file or "-", into `field`, which stays terminated. A Failure says why a
-/// secret cannot be had; it never quotes any of it.
-void read_secret(const std::string& source, char* field, std::size_t size);
-
-template <std::size_t Size>
-void read_secret(const std::string& source, char (&field)[Size]) {
-    read_secret(source, field, Size);
-}
+/// Reads a secret into `field`, which stays terminated: the one line in `source`, a file or "-", or what the
+/// person at the terminal answers when asked for the secret of `owner` (no source, or one that is a
+/// terminal). A Failure says why it cannot be had; it never quotes any of it.
+void read_secret(const std::string& source, const std::string& owner, std::span<char> field);
 
 }  // namespace opinitctl

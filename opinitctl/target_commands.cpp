@@ -148,16 +148,16 @@ void declare_login(CLI::App& command, Output& output) {
     const auto request = std::make_shared<LoginRequest>();
     command.add_option("TARGET", request->target, "Name of a target that was discovered")->required();
     command.add_option("PORTAL", request->portal, portal_description)->required();
-    CLI::Option* const user = command.add_option("--chap-user", request->user, "CHAP name of this initiator");
+    CLI::Option* const user = command.add_option(
+        "--chap-user", request->user, "CHAP name of this initiator; asks for its secret if no file is given");
     CLI::Option* const secret = command.add_option("--chap-secret-file", request->secret_file,
                                                    "File with its secret; \"-\" for standard input");
     CLI::Option* const user_in =
         command.add_option("--chap-user-in", request->user_in, "CHAP name of the target (mutual CHAP)");
     CLI::Option* const secret_in = command.add_option("--chap-secret-in-file", request->secret_in_file,
                                                       "File with its secret; \"-\" for standard input");
-    user->needs(secret);
     secret->needs(user);
-    user_in->needs(user, secret_in);
+    user_in->needs(user);
     secret_in->needs(user_in);
     command.add_flag("--persistent", request->persistent, "Log in at every start of the stack");
     command.add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");

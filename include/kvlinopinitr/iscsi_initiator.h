@@ -2,8 +2,7 @@
 //
 // Common to all operations:
 // - A call does its whole work on the caller's thread: one call at a time. No exception leaves it, and a
-// thread
-//   that is cancelled meanwhile finishes it first.
+//   thread that is cancelled meanwhile finishes it first.
 // - It answers a status of iscsi_status.h (`GetErrStr` gives its message) unless said otherwise.
 // - Checks are made in the order given and before any work. "index" is the initiator node index: the host
 //   has one initiator, so only 1 is accepted. "available" asks for /etc/iscsi/iscsid.conf and the iscsi_tcp
@@ -14,11 +13,10 @@
 //   `bytes` is written, never read: the caller makes the buffer large enough beforehand.
 // - An IPv4 address is passed as 4 bytes, first dotted component first.
 // - Null for any other pointer is refused with 205 behind the checks, and not logged, unless an operation
-// says
-//   otherwise.
+//   says otherwise.
 // - "Logged" codes are put into the object's `err_msg` and into the maker's log; no other code is.
 //
-// The entries under each operation are also the rows of docs/operations.md, which is made from them.
+// docs/operations.md is made from the entries under each operation.
 #pragma once
 
 struct _Version;

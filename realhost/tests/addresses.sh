@@ -1,0 +1,43 @@
+# IPv6 portals, and records that are bound to interfaces.
+. /test/checks.sh
+/guest/host redhat-old
+new_agent
+long=2001:db8::1234:5678:9abc:def0
+for address in fd00::1 $long; do ip -6 address add "$address/128" dev lo; done
+target six "10.0.0.1 [fd00::1] [$long]"
+ask StartInitiator
+
+section "IPv6"
+row "a target has an IPv6 portal too" "" DiscoverTarget 10.0.0.1
+row "the same" "Records have no form for such an address: it is all zero. \`opinitctl\` shows it." GetList 40 :six
+iscsiadm -m node -T $array:six -p "[$long]:3260" -l >/dev/null
+row "a session to an IPv6 portal, logged in by hand" "Its address is all zero, too." QuerySessionList
+row "the same" "" GetTargetList
+answers 0 LogoutTarget 1
+iscsiadm -m discovery -t st -p "[$long]:3260" >/dev/null
+row "somebody discovered at an IPv6 portal" "Its directory has taken all entries over." GetTargetList
+row "the same" "" RemoveTarget 10.0.0.1
+iscsiadm -m discovery -t st -p "[fd00::7]:3260" >/dev/null
+check "an empty record" "$(cd /var/lib/iscsi/send_targets && ls)" "*fd00::7,3260*"
+row "somebody discovered at an IPv6 portal that refuses" "The list deletes the empty record." GetTargetList
+check "it is gone" "$(cd /var/lib/iscsi/send_targets && ls)" "$long,3260"
+
+section "Records made in other ways"
+ask StopInitiator
+/guest/host redhat-old
+ask StartInitiator
+iscsiadm -m node -o new -T $array:disks -p 10.0.0.1:3260 >/dev/null
+row "a record made by hand" "It can be logged in to." LoginTarget :disks 10.0.0.1
+row "the same" "It is not listed." GetTargetList
+row "the same" "Nor can it be removed; \`iscsiadm -m node -o delete\` can." RemoveTarget 10.0.0.1
+iscsiadm -m node -u >/dev/null
+iscsiadm -m node -o delete
+for name in left right; do
+    iscsiadm -m iface -I $name -o new >/dev/null
+    iscsiadm -m iface -I $name -o update -n iface.net_ifacename -v lo >/dev/null
+done
+ask DiscoverTarget 10.0.0.1
+row "two interfaces are defined, and records are bound to them; a login" "One login makes a session by each." LoginTarget :disks 10.0.0.1 startup=1
+row "the same" "" QuerySessionList
+row "the same" "Startup is read from records of the interface \`default\`: it does not show." GetTargetList
+finish
