@@ -83,11 +83,15 @@ def table(rows):
 
 def plot(path, row_title, size_name, points):
     data = "\n".join(f"{size} {ours / 1e6:.4f} {floor / 1e6:.4f}" for size, ours, floor in points)
+    sizes = sorted({size for size, _, _ in points})
     script = f"""
         set terminal svg size 480,320 font "sans-serif,12" noenhanced background "white"
         set output "{path}"
         set title "{row_title}"
         set logscale xy
+        set xtics ({", ".join(map(str, sizes))})
+        set xrange [{sizes[0] / 1.5}:{sizes[-1] * 1.5}]
+        unset mytics
         set xlabel "{size_name}"
         set ylabel "wall time, ms"
         set key top left
