@@ -9,13 +9,13 @@ namespace opinit {
 namespace {
 
 constexpr const char* module_name = "iscsi_tcp";
-constexpr std::uint32_t version_2_2 = 0x00020002;
+constexpr std::uint32_t packed_version = (OPINIT_VERSION_MAJOR << 16) | OPINIT_VERSION_MINOR;
 
 }  // namespace
 
 void fill_library_version(_Version& version) {
     copy_text("libkvlinopinitr", version.name);
-    version.version = version_2_2;
+    version.version = packed_version;
 }
 
 unsigned int deliver_module_version(char* buffer, unsigned int* bytes) {
