@@ -212,6 +212,27 @@ TEST(Writer, ReplacesAndAppends) {
     }
 }
 
+std::vector<Property> all_settings() {
+    std::vector<Property> all;
+    for (const auto& row : iSCSI_PropertyTable) {
+        if ((row.flags & 1) != 0 && row.name != nullptr)
+            all.push_back({row.id, "v" + std::to_string(row.id)});
+    }
+    return all;
+}
+
+TEST(Settings, AreReadBackAndStayTheSame) {
+    ASSERT_EQ(all_settings().size(), 30U);
+    ASSERT_GT(host::read_file(conf).size(), 4000U);
+    EXPECT_EQ(set(all_settings()), 0);
+    const std::string once = host::read_file(conf), settings = read() + " ";
+    EXPECT_EQ(set(all_settings()), 0);
+    EXPECT_EQ(host::read_file(conf), once + "\n") << "each time the name is set";
+    for (const auto& [id, value] : all_settings()) {
+        EXPECT_NE(settings.find(" " + std::to_string(id) + "=" + value + " "), std::string::npos) << settings;
+    }
+}
+
 TEST(Writer, RefusesBeforeItTouchesTheSettings) {
     std::vector<std::tuple<std::vector<Property>, int, std::string>> cases{
         {{{78, "x"}}, 86, "iqn.a"},
@@ -339,7 +360,7 @@ bool writes_in_turn(unsigned int id, std::size_t rounds) {
 }
 
 TEST(Writers, TakeTurns) {
-    constexpr std::size_t rounds = 250;
+    constexpr std::size_t rounds = 80;
     host::write_file(conf, page + "\n");
     const pid_t other = fork();
     bool well[2] = {};

@@ -6,10 +6,11 @@
 
 namespace opinit {
 
-/// Copies as much of the text as the field holds with its terminator; the rest of the field stays as it was.
+/// Copies as much of the text, up to a NUL in it, as the field holds with its terminator; the rest of the
+/// field stays as it was.
 template <std::size_t size>
 void copy_text(std::string_view text, char (&field)[size]) {
-    field[text.copy(field, size - 1)] = '\0';
+    field[text.substr(0, text.find('\0')).copy(field, size - 1)] = '\0';
 }
 
 /// The text of a field that may lack its terminator.
