@@ -49,6 +49,15 @@ extern "C" ssize_t pwrite(int descriptor, const void* text, std::size_t size, of
     return result;
 }
 
+// Stands in for the C library's: what appears at a path as soon as it is free.
+static std::function<void(const char*)> after_removal;
+
+extern "C" int remove(const char* path) {
+    const int result = unlink(path) == 0 ? 0 : rmdir(path);
+    if (after_removal) after_removal(path);
+    return result;
+}
+
 // Stands in for the C library's: waiting ends at once, when it is counted.
 static int pauses = -1;
 
@@ -277,6 +286,21 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     host::make_directory(temporary);
     EXPECT_EQ(set({{14, "3"}}), 0) << "an empty directory is out of the way";
     EXPECT_FALSE(host::exists(temporary));
+}
+
+TEST(Writer, WritesNoSecretsIntoWhatAppearsInItsWay) {
+    const std::string victim = "/etc/victim";
+    host::write_file(conf, "ERL = 1\n");
+    for (const bool link : {true, false}) {
+        host::write_file(victim, "victim");
+        after_removal = [&](const char* path) {
+            link ? host::make_link(path, victim) : host::write_file(path, "victim");
+        };
+        EXPECT_EQ(set({{14, "2"}}), -1);
+        EXPECT_EQ(host::read_file(link ? victim : temporary), "victim") << "it was there, and is as it was";
+        after_removal = nullptr;
+        EXPECT_EQ(host::read_file(conf), "ERL = 1\n");
+    }
 }
 
 void fill(const char* directory = nullptr, const char* size = "") {

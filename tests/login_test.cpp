@@ -140,7 +140,8 @@ TEST(Shell, EveryEndOfACommandHasItsAnswer) {
         setenv("PATH", script.empty() ? "/nowhere" : path.c_str(), 1);
         signal(SIGCHLD, situation == sigchld_ignored ? SIG_IGN : SIG_DFL);
         const auto after_stale = [situation = situation](auto operation) {
-            host::write_file("/tmp/opiscsierr", "stale: no records found");
+            host::remove("/tmp/opiscsierr");
+            if (situation != stale_echild) host::write_file("/tmp/opiscsierr", "stale: no records found");
             errno = situation == stale_echild ? ECHILD : EEXIST;
             return operation();
         };

@@ -265,7 +265,11 @@ const std::vector<Operation> table = {
     {"QueryDisks_NoSession", list_disks<2>, {166, {}, no_session, untouched, 0}},
 
     {"RemoveTarget", remove_target<1>, {0, deletes}, usual, {99, 179, 182, 183}, index_and_running},
-    {"RemoveTarget_InUse", remove_target<0>, {167, stale, in_use}, usual, {99, 179, 182, 183}},
+    {"RemoveTarget_InUse",
+     remove_target<0>,
+     {167, stale, in_use},
+     another_at_the_portal,
+     {99, 179, 182, 183}},
     {"RemoveTarget_Refused", remove_target<1>, {167, deletes, in_use}, refuse_delete},
     {"RemoveTarget_NotRecorded", remove_target<2>, {179, stale, "Target Name / Portal not found."}},
     {"RemovePersistentTarget", make_manual, {0, manual}, usual, {1, 99, 182, 183}, index_and_running},

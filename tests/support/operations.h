@@ -64,6 +64,8 @@ void populate_host();
 inline const std::string initiator = "iqn.2024-01.example.host:initiator";
 void without_sessions();
 void unreadable_sessions();
+/// A target without a session whose first portal is that of a target in use.
+void another_at_the_portal();
 void daemon_dies();
 void on_suse();
 void new_settings();

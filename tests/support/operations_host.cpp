@@ -30,6 +30,10 @@ void unreadable_sessions() {
     host::write_file(sessions, "");
 }
 
+void another_at_the_portal() {
+    host::write_file(send_targets + "10.0.0.5,3260/iqn.x,10.0.0.1,3260,1,default", "");
+}
+
 void daemon_dies() {
     host::remove("/proc/4000000");
     shell::answer({{0, 0, ""}}, [](std::string_view command) {
