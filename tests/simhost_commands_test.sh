@@ -2,6 +2,7 @@
 # The stand-in commands answer as a real host's do: texts, exit codes and what they leave behind. The expected
 # texts were taken down on a real host. Enters the simulated host by itself.
 set -u
+export LC_ALL=C
 [ -e /run/simhost/proc/self ] || exec "$(dirname "$0")/../simhost/enter" --stopped bash "$0"
 
 run=/run/simhost base=iqn.2024-01.test p1=10.0.0.1:3260 p2=10.0.0.2:3260

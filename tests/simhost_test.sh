@@ -2,6 +2,7 @@
 # The simulated host keeps its promises: nothing gets out, nothing of the machine's own stack gets in, and what a
 # command needs is there. Prints one line per check; fails if one does.
 set -u
+export LC_ALL=C
 enter=$(cd "$(dirname "$0")/.." && pwd)/simhost/enter
 work=$(mktemp -d /tmp/simhost-test.XXXXXX) || exit 1
 trap 'rm -rf "$work"' EXIT
@@ -14,15 +15,17 @@ same() { # NAME GOT WANT
 }
 inside() { "$enter" bash -c "$1" 2>&1; }
 exit_of() { "$@" >/dev/null 2>&1; echo $?; }
-machine() { (ls -lA /etc /etc/iscsi /var/lib /var/lib/iscsi /sys/class /sbin/ /bin/sh; cat /etc/issue) 2>&1; }
 
 # --- nothing gets out
-before=$(machine)
-inside 'echo >>/etc/issue; touch {/etc,/etc/iscsi,/var/lib,/sys/class,/dev/shm,/tmp}/simhost-x; ln -sf dash /bin/sh' >/dev/null
-same "the machine's files are as before" "$(machine)" "$before"
-same "a file in /dev/shm stays inside" "$(ls /dev/shm/simhost-x 2>/dev/null)" ""
+# Only what the command below writes is looked for: other programs may change the machine meanwhile.
+places=({/etc,/etc/iscsi,/etc/init.d,/lib/modules,/var/lib,/var/lib/iscsi,/sys/class,/sbin,/bin,/dev/shm,/tmp}/simhost-test-$$)
+files() { cksum </etc/issue; readlink /bin/sh; }
+before=$(files)
+same "a command writes in the host's own places" "$(inside "mkdir /var/lib/iscsi; echo $$ >>/etc/issue; ln -sf simhost-$$ /bin/sh
+    touch ${places[*]} && files=(${places[*]}) && echo \${#files[@]}")" ${#places[@]}
+same "none of that is on the machine" "$(ls "${places[@]}" 2>/dev/null; files)" "$before"
 for place in /usr /home "$(dirname "$enter")" /run/simhost/host-etc; do
-    same "$place is read-only" "$(inside "touch $place/x && echo written" | grep -c 'Read-only')" 1
+    same "$place is read-only" "$(inside "touch '$place/x' && echo written" | grep -c 'Read-only')" 1
 done
 inside "sleep $$.4321 & disown" >/dev/null
 same "no process stays behind" "$(grep -lsxz "$$[.]4321" /proc/[0-9]*/cmdline)" ""
@@ -36,12 +39,12 @@ same "the machine's /tmp is not seen" "$(inside "ls -d $work" | grep -c 'No such
 same "/proc lists the command and two daemons" "$(inside 'cd /proc; grep -lz . [0-9]*/cmdline | wc -l; head -c4 $$/cmdline; echo
     grep -lsz ^/sbin/iscsid [0-9]*/cmdline | wc -l')" $'3\nbash\n2'
 same "its own task directory is there" "$(inside 'ls /proc/$$/task | wc -l')" 1
-same "no second host inside the first" "$(inside "$enter true; echo \$?" | tail -1)" 125
+same "no second host inside the first" "$(inside "'$enter' true; echo \$?" | tail -1)" 125
 
 # --- what a command needs
 same "sh is bash, and can be dash" "$(inside 'sh=/bin/sh; $sh -c "echo \${BASH_VERSION:+bash}"; ln -sf dash $sh; $sh -c "echo \${BASH_VERSION:-dash}"')" $'bash\ndash'
-same "names, libraries, compilers, python, git" "$(inside 'getent passwd root | cut -d: -f1; python3 -c "import ssl; print(1)"
-    git --version | cut -c1-3; echo "int main() {}" | c++ -x c++ - -o /tmp/a && /tmp/a && echo built')" $'root\n1\ngit\nbuilt'
+same "names, libraries, compilers, python" "$(inside 'getent passwd root | cut -d: -f1; python3 -c "import ssl; print(1)"
+    echo "int main() {}" | c++ -x c++ - -o /tmp/a && /tmp/a && echo built')" $'root\n1\nbuilt'
 same "module file is an ELF file with its information" "$(inside 'f=/lib/modules/$(uname -r)/kernel/drivers/scsi/iscsi_tcp.ko
     head -c4 $f | tail -c3; tr "\0" "\n" <$f | grep -a ^version=')" $'ELFversion=2.3.1'
 while IFS='|' read -r name marker scripts module release; do
@@ -104,7 +107,7 @@ same "override comes first" "$(inside 'f=/run/simhost/override/iscsiadm; echo "e
 
 # --- exit status and signals: name, wanted, command
 while read -r want command; do
-    same "exit status of: $command" "$(eval "exit_of $enter $command")" "$want"
+    same "exit status of: $command" "$(eval "exit_of '$enter' $command")" "$want"
 done <<'CASES'
 0   true
 42  bash -c 'exit 42'
@@ -132,6 +135,11 @@ today() { "$enter" --state "$work/today" "$@" bash -c 'echo $(ls /lib/modules/*/
 same "a host of today comes back" "$(today --distro suse-today; today)" $'iscsi_tcp.ko.zst active active\niscsi_tcp.ko.zst inactive active'
 mkdir -p "$work/made/run/simhost" && echo '{}' >"$work/made/run/simhost/network.json"
 same "what stands in a new state is kept" "$("$enter" --state "$work/made" cat /run/simhost/network.json)" '{}'
+side_by_side() { for i in {1..8}; do "$enter" --state "$work/many$i" bash -c "$1" bash $i >"$work/said$i" 2>&1 & done; wait; cat "$work"/said*; }
+same "eight hosts side by side" "$(side_by_side 'echo "InitiatorName=iqn.host$1" >/etc/iscsi/initiatorname.iscsi; t=iqn.2024-01.example.array:disks
+    iscsiadm -m discovery -t st -p 10.0.0.1 >/dev/null && iscsiadm -m node -l -T $t -p 10.0.0.$((1 + $1 % 2)) >/dev/null; [ $1 != 5 ] || killall iscsid' 2>&1)" ""
+same "each keeps its own" "$(side_by_side 'echo "$(cat /sys/class/iscsi_session/*/initiatorname) $(iscsiadm -m session | cut -d" " -f3) $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l)"')" \
+    "$(for i in {1..8}; do echo "iqn.host$i 10.0.0.$((1 + i % 2)):3260,1 $((i == 5 ? 0 : 2))"; done)"
 exec {lock}<"$work/state" && flock $lock
 same "one command at a time" "$(exit_of "$enter" --state "$work/state" true)" 125
 
