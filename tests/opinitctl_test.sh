@@ -104,13 +104,13 @@ gives 3 '' '\\x1b[[]2Jraw*179*' discover $p1
 check "a parent that ignores SIGCHLD does not make it a success" \
     eval '! program=env opinitctl --ignore-signal=CHLD "$program" logout "$session" >/tmp/out 2>/tmp/err'
 rm $run/override/iscsiadm
-hostile=$'iqn.\e]0;x\a\\q\x9b\xff\u202e'
-$command add-session --target "$hostile" --address 10.9.9.9 --sid 77 >/dev/null
+hostile=$'iqn.\e]0;x\a\\q\x9b\xff\xe2\x80\xae'
+"$command" add-session --target "$hostile" --address 10.9.9.9 --sid 77 >/dev/null
 answer sessions
 check "control characters are escaped" matches "$(row 77)" '77 iqn.\\x1b]0;x\\x07\\\\q\\x9b\\xff\\xe2\\x80\\xae *'
 answer sessions --json
 check "JSON is valid and plain" eval 'python3 -m json.tool /tmp/out /tmp/pretty && ! LC_ALL=C grep -q "[^ -~]" /tmp/out'
-$command remove-session 77
+"$command" remove-session 77
 check "results that cannot be written are a failure" eval '! opinitctl status >/dev/full 2>&1'
 
 # --- settings: what was replaced and what was appended
