@@ -163,18 +163,4 @@ TEST_F(Disks, SessionReferences) {
     EXPECT_EQ(target_of("-12"), "166");
 }
 
-TEST_F(Disks, NoSuchSession) {
-    host::add_session({50});
-    unsigned char session[16] = {5};
-    count = bytes = 77;
-    GuardedBuffer<709> buffer;
-    EXPECT_EQ(initiator.QueryDisks(session, buffer.data(), &count, &bytes), no_such_session);
-    EXPECT_EQ(count, 77u);
-    EXPECT_EQ(bytes, 0u);
-    EXPECT_TRUE(buffer.untouched_from(0));
-    EXPECT_EQ(initiator.QueryDiskCount(session, &count), no_such_session);
-    EXPECT_EQ(count, 77u);
-    EXPECT_STREQ(initiator.err_msg, "Session does not exists.");
-}
-
 }  // namespace

@@ -165,14 +165,6 @@ TEST_F(StartStop, StopOnTheDistribution) {
     }
 }
 
-TEST_F(StartStop, ASessionKeepsItUp) {
-    host::start_stack();
-    host::add_session({1});
-    EXPECT_EQ(initiator.StopInitiator(1), 189u);
-    EXPECT_TRUE(shell::commands().empty());
-    EXPECT_TRUE(host::log_entries().empty());
-}
-
 TEST_F(StartStop, RunningTakesModuleAndDaemon) {
     host::start_stack();
     EXPECT_EQ(check_stack_running(), 1);

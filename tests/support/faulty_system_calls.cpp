@@ -8,12 +8,12 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bitset>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 
@@ -24,21 +24,39 @@ namespace {
 
 constexpr long mark = 0x7e57ca11;  // the sixth argument, which none of these calls has
 
-constexpr struct {
+/// Where the file stands among the arguments: a descriptor, or a path that comes first or second.
+enum class File { descriptor, path, second_path };
+using enum File;
+
+constexpr struct Trapped {
     int number;
     Kind kind;
+    File file;
 } trapped[] = {
-    {SYS_open, Kind::open},       {SYS_openat, Kind::open},     {SYS_openat2, Kind::open},
-    {SYS_dup, Kind::open},        {SYS_read, Kind::read},       {SYS_pread64, Kind::read},
-    {SYS_getdents64, Kind::list}, {SYS_write, Kind::write},     {SYS_pwrite64, Kind::write},
-    {SYS_writev, Kind::write},    {SYS_stat, Kind::look},       {SYS_lstat, Kind::look},
-    {SYS_fstat, Kind::look},      {SYS_newfstatat, Kind::look}, {SYS_statx, Kind::look},
-    {SYS_access, Kind::look},     {SYS_faccessat, Kind::look},  {SYS_faccessat2, Kind::look},
-    {SYS_readlink, Kind::look},   {SYS_readlinkat, Kind::look}, {SYS_unlink, Kind::entry},
-    {SYS_unlinkat, Kind::entry},  {SYS_rmdir, Kind::entry},     {SYS_mkdir, Kind::entry},
-    {SYS_rename, Kind::entry},    {SYS_fchmod, Kind::entry},    {SYS_ftruncate, Kind::cut},
-    {SYS_fsync, Kind::flush},     {SYS_fdatasync, Kind::flush}, {SYS_flock, Kind::lock},
-    {SYS_fcntl, Kind::lock},
+    {SYS_open, Kind::open, path},
+    {SYS_openat, Kind::open, second_path},
+    {SYS_read, Kind::read, descriptor},
+    {SYS_pread64, Kind::read, descriptor},
+    {SYS_getdents64, Kind::list, descriptor},
+    {SYS_write, Kind::write, descriptor},
+    {SYS_pwrite64, Kind::write, descriptor},
+    {SYS_writev, Kind::write, descriptor},
+    {SYS_stat, Kind::look, path},
+    {SYS_lstat, Kind::look, path},
+    {SYS_fstat, Kind::look, descriptor},
+    {SYS_newfstatat, Kind::look, second_path},
+    {SYS_access, Kind::look, path},
+    {SYS_faccessat2, Kind::look, second_path},
+    {SYS_readlink, Kind::look, path},
+    {SYS_readlinkat, Kind::look, second_path},
+    {SYS_unlink, Kind::entry, path},
+    {SYS_unlinkat, Kind::entry, second_path},
+    {SYS_rmdir, Kind::entry, path},
+    {SYS_ftruncate, Kind::cut, descriptor},
+    {SYS_fsync, Kind::flush, descriptor},
+    {SYS_fdatasync, Kind::flush, descriptor},
+    {SYS_flock, Kind::lock, descriptor},
+    {SYS_fcntl, Kind::lock, descriptor},
 };
 
 struct Trap {
@@ -56,60 +74,22 @@ long let_through(const Trap& trap) {
     return result < 0 ? -errno : result;
 }
 
-Kind kind_of(const Trap& trap) {
-    for (const auto& [number, kind] : trapped) {
-        if (number == trap.number) return kind;
-    }
-    std::abort();
+const Trapped& entry_of(const Trap& trap) {
+    return *std::find_if(std::begin(trapped), std::end(trapped),
+                         [&](const Trapped& entry) { return entry.number == trap.number; });
 }
 
-/// A call that cannot fail in a way that matters.
+/// Only as it locks or copies does this call fail in a way that matters.
 bool is_harmless(const Trap& trap) {
-    if (trap.number != SYS_fcntl) return false;
-    switch (trap.arguments[1]) {
-        case F_SETLK:
-        case F_SETLKW:
-        case F_OFD_SETLK:
-        case F_OFD_SETLKW:
-        case F_DUPFD:
-        case F_DUPFD_CLOEXEC:
-            return false;
-        default:
-            return true;
-    }
+    constexpr int fails[] = {F_SETLK, F_SETLKW, F_OFD_SETLK, F_OFD_SETLKW, F_DUPFD, F_DUPFD_CLOEXEC};
+    return trap.number == SYS_fcntl && std::count(std::begin(fails), std::end(fails), trap.arguments[1]) == 0;
 }
 
-bool works_on_descriptor(const Trap& trap) {
-    switch (trap.number) {
-        case SYS_read:
-        case SYS_pread64:
-        case SYS_getdents64:
-        case SYS_write:
-        case SYS_pwrite64:
-        case SYS_writev:
-        case SYS_ftruncate:
-        case SYS_fsync:
-        case SYS_fdatasync:
-        case SYS_flock:
-        case SYS_fcntl:
-        case SYS_fstat:
-        case SYS_fchmod:
-        case SYS_dup:
-            return true;
-        default:
-            return false;
-    }
-}
-
-void note_path(const Trap& trap, Kind kind, SystemCall& call) {
-    call = {kind, kind == Kind::read || kind == Kind::write, ""};
-    if (!works_on_descriptor(trap)) {
-        const bool at = trap.number == SYS_openat || trap.number == SYS_openat2 ||
-                        trap.number == SYS_newfstatat || trap.number == SYS_statx ||
-                        trap.number == SYS_faccessat || trap.number == SYS_faccessat2 ||
-                        trap.number == SYS_readlinkat || trap.number == SYS_unlinkat;
-        std::strncpy(call.path, reinterpret_cast<const char*>(trap.arguments[at ? 1 : 0]),
-                     sizeof call.path - 1);
+void note_path(const Trap& trap, const Trapped& entry, SystemCall& call) {
+    call = {entry.kind, entry.kind == Kind::read || entry.kind == Kind::write, ""};
+    if (entry.file != descriptor) {
+        const auto* name = reinterpret_cast<const char*>(trap.arguments[entry.file == path ? 0 : 1]);
+        std::strncpy(call.path, name, sizeof call.path - 1);
         return;
     }
     char link[40];
@@ -122,11 +102,11 @@ void note_path(const Trap& trap, Kind kind, SystemCall& call) {
 }
 
 void watch_descriptor(const Trap& trap, Kind kind) {
-    const long descriptor = trap.arguments[0];
-    const bool message = kind == Kind::write && descriptor == 2 && trap.number == SYS_write;
-    if (descriptor < 0 || message || kind == Kind::lock || kind == Kind::open) return;
-    if (descriptor <= 2) ++counts.standard_streams;
-    const long flags = syscall(SYS_fcntl, descriptor, F_GETFD, 0, 0, 0, mark);
+    const long file = trap.arguments[0];
+    const bool message = file == 2 && trap.number == SYS_write;
+    if (message || kind == Kind::lock) return;
+    if (file >= 0 && file <= 2) ++counts.standard_streams;
+    const long flags = syscall(SYS_fcntl, file, F_GETFD, 0, 0, 0, mark);
     if (flags >= 0 && (flags & FD_CLOEXEC) == 0) ++counts.inheritable;
 }
 
@@ -148,18 +128,18 @@ long list_little(Trap trap) {
 }
 
 long supervise(Trap trap) {
-    const Kind kind = kind_of(trap);
+    const Trapped& entry = entry_of(trap);
     if (is_harmless(trap)) return let_through(trap);
     const int n = counts.system_calls++;
     if (n >= static_cast<int>(std::size(seen))) return -EIO;
-    note_path(trap, kind, seen[n]);
-    if (works_on_descriptor(trap)) watch_descriptor(trap, kind);
+    note_path(trap, entry, seen[n]);
+    if (entry.file == descriptor) watch_descriptor(trap, entry.kind);
     if (is_planned(n, seen[n])) {
         ++counts.injected;
         if (plan.error != 0) return -plan.error;
         trap.arguments[2] = trap.arguments[2] != 0 ? 1 : 0;
     }
-    return kind == Kind::list ? list_little(trap) : let_through(trap);
+    return entry.kind == Kind::list ? list_little(trap) : let_through(trap);
 }
 
 void on_trap(int, siginfo_t*, void* context) {
