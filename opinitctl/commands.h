@@ -18,7 +18,9 @@ struct Command {
 std::span<const Command> stack_commands();
 std::span<const Command> config_commands();
 std::span<const Command> target_commands();
+std::span<const Command> login_commands();
 std::span<const Command> session_commands();
+std::span<const Command> disk_commands();
 std::span<const Command> doctor_commands();
 std::span<const Command> metrics_commands();
 

@@ -1,32 +1,51 @@
-// What a change of settings did to the files.
+// What a change of settings does to the files.
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "kvlinopinitr/iscsi_records.h"
+#include "names.h"
 #include "output.h"
 
 namespace opinitctl {
 
-/// A line that holds a new value.
+using Properties = std::vector<_iSCSI_Property>;
+
+/// The two files in which settings stand, line by line.
+struct SettingsFiles {
+    std::vector<std::string> settings;
+    std::vector<std::string> name;
+
+    static SettingsFiles read();
+};
+
+/// A line that a property asks for.
 struct Change {
     const char* file;
     std::size_t line;
-    const char* what;
+    const char* what;  ///< replaced, appended, unchanged
     std::uint32_t id;
-    std::string value;
+    std::string key;
+    Value old_value;
+    Value value;
 };
 
 const Columns<Change>& change_columns();
 
-/// Number of lines in iscsid.conf. Taken before a change, it tells the replaced lines from the appended ones.
-std::size_t count_settings_lines();
+/// What became of the lines that the properties, a closed list, ask for. A property without any line there is
+/// left out.
+std::vector<Change> changes_between(const SettingsFiles& before, const SettingsFiles& after,
+                                    const Properties& properties);
 
-/// Where the properties, a closed list that was just written, stand now.
-std::vector<Change> find_changes(const std::vector<_iSCSI_Property>& properties, std::size_t lines_before);
+/// The properties whose value does not stand in the files, or not wherever their key does.
+Names missing_from(const SettingsFiles& files, const Properties& properties);
+
+/// The difference as patch(1) takes it, with stars for secrets.
+std::string difference(const SettingsFiles& before, const SettingsFiles& after);
 
 /// The value, or stars where it is a secret.
-Json shown_value(std::uint32_t id, const std::string& value);
+std::string shown_value(std::uint32_t id, const std::string& value);
 
 }  // namespace opinitctl

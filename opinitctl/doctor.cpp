@@ -11,7 +11,7 @@
 namespace opinitctl {
 namespace {
 
-Json result_name(const Check& check) {
+Value result_name(const Check& check) {
     switch (check.result) {
         case Result::ok:
             return "ok";
@@ -23,9 +23,9 @@ Json result_name(const Check& check) {
 }
 
 const Columns<Check> check_columns = {
-    {"check", [](const Check& check) -> Json { return check.name; }},
+    {"check", [](const Check& check) -> Value { return check.name; }},
     {"result", result_name, Look::state},
-    {"finding", [](const Check& check) -> Json { return check.finding; }, Look::text},
+    {"finding", [](const Check& check) -> Value { return check.finding; }, Look::text},
     {"remedy", [](const Check& check) { return text_or_null(check.remedy); }, Look::text},
 };
 

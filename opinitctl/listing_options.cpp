@@ -3,21 +3,15 @@
 #include <algorithm>
 #include <string>
 
+#include "names.h"
+
 namespace opinitctl {
 namespace {
-
-using Names = std::vector<std::string>;
 
 Names names_of(const std::vector<Heading>& headings) {
     Names names;
     for (const Heading& heading : headings) names.push_back(heading_text(heading));
     return names;
-}
-
-std::string enumeration(const Names& names) {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-    return text;
 }
 
 // A column is known by its heading and by its key in JSON, in capitals or not.

@@ -3,25 +3,33 @@
 #include <algorithm>
 
 #include "answer_buffer.h"
-#include "arguments.h"
+#include "host_files.h"
+#include "kvlinopinitr/iscsi_records.h"
 #include "operation.h"
+#include "portal.h"
+#include "sysfs_sessions.h"
 
 namespace opinitctl {
 namespace {
 
-Json session_portal(const _SessionInformation& session) {
-    if (session.Connections == nullptr) return {};
-    return portal_text(session.Connections->TargetAddress, session.Connections->TargetPort);
+using Record = _SessionInformation;
+
+// The record of a session that cannot be named was filled under another number.
+std::string initiator_address(const Record& record, unsigned int number) {
+    const bool usable = record.Connections != nullptr && can_be_named(number);
+    const std::string address = usable ? known_address(record.Connections->InitiatorAddress) : "";
+    return address.empty() ? host_attribute(number, "ipaddress") : address;
 }
 
-Json session_initiator_address(const _SessionInformation& session) {
-    return session.Connections == nullptr ? Json() : known_address(session.Connections->InitiatorAddress);
+Session session_of(const Record& record, const SysfsSession& live) {
+    return {live.number,         live.target,
+            portal_text(live),   number_in(live.tag),
+            live.state,          initiator_address(record, live.number),
+            live.initiator_name, record.ConnectionCount};
 }
 
-}  // namespace
-
-std::vector<_SessionInformation> live_sessions(ISCSI_Initiator& initiator) {
-    AnswerBuffer<_SessionInformation> answer;
+std::vector<Record> session_records(ISCSI_Initiator& initiator) {
+    AnswerBuffer<Record> answer;
     unsigned int count = 0;
     const unsigned int status = initiator.QuerySessionList(answer.data(), &count, answer.bytes());
     if (status == iscsi_status::no_such_session) return {};
@@ -29,33 +37,53 @@ std::vector<_SessionInformation> live_sessions(ISCSI_Initiator& initiator) {
     return answer.records();
 }
 
-std::array<unsigned char, 16> session_identifier(const std::string& number) {
-    return {static_cast<unsigned char>(parse_number(number, 255, "a session number"))};
+}  // namespace
+
+// Both are in the order of the whole numbers, so the low 8 bits suffice to bring them together.
+std::vector<Session> live_sessions(ISCSI_Initiator& initiator) {
+    const std::vector<Record> records = session_records(initiator);
+    const std::vector<SysfsSession> live = sysfs_sessions();
+    std::vector<Session> sessions;
+    auto next = live.begin();
+    for (const Record& record : records) {
+        const auto found = std::find_if(next, live.end(), [&record](const SysfsSession& each) {
+            return each.number % 256 == record.SessionId[0];
+        });
+        if (found == live.end()) continue;
+        sessions.push_back(session_of(record, *found));
+        next = found + 1;
+    }
+    return sessions;
 }
 
-bool leads_to(const _SessionInformation& session, const Portal& portal) {
-    if (session.Connections == nullptr) return false;
-    return std::equal(portal.address.begin(), portal.address.end(), session.Connections->TargetAddress) &&
-           session.Connections->TargetPort == portal.port;
+std::vector<Session> sessions_to(const std::string& target, std::vector<Session> sessions) {
+    std::erase_if(sessions, [&target](const Session& session) { return session.target != target; });
+    return sessions;
 }
 
-const Columns<_SessionInformation>& session_columns() {
-    using Session = _SessionInformation;
+const Columns<Session>& session_columns() {
     static const Columns<Session> columns = {
-        {"session", [](const Session& session) -> Json { return session.SessionId[0]; }},
-        {"target", [](const Session& session) { return text_or_null(field_text(session.TargetName)); },
-         Look::text},
-        {"portal", session_portal},
-        {"initiator_address", session_initiator_address},
-        {"connections",
-         [](const Session& session) -> Json { return std::uint16_t{session.ConnectionCount}; }},
+        {"session", [](const Session& session) -> Value { return session.number; }},
+        {"target", [](const Session& session) { return text_or_null(session.target); }, Look::text},
+        {"portal", [](const Session& session) { return text_or_null(session.portal); }},
+        {"group_tag", [](const Session& session) { return number_or_null(session.group_tag); }, Look::plain,
+         Shown::on_request},
+        {"state", [](const Session& session) { return text_or_null(session.state); }, Look::state},
+        {"initiator_address", [](const Session& session) { return text_or_null(session.initiator_address); }},
+        {"initiator_name", [](const Session& session) { return text_or_null(session.initiator_name); },
+         Look::text, Shown::on_request},
+        {"connections", [](const Session& session) -> Value { return session.connections; }, Look::plain,
+         Shown::on_request},
     };
     return columns;
 }
 
-Json known_address(const unsigned char* address) {
-    const bool known = std::any_of(address, address + 4, [](unsigned char byte) { return byte != 0; });
-    return known ? Json(address_text(address)) : Json();
+bool can_be_named(unsigned int number) {
+    return number < 256;
+}
+
+Failure no_such_session(unsigned int number) {
+    return Failure("there is no session " + std::to_string(number), exit_not_there);
 }
 
 }  // namespace opinitctl

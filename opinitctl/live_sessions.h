@@ -1,31 +1,36 @@
 // The live sessions, for every command that has to do with them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "errors.h"
 #include "kvlinopinitr/iscsi_initiator.h"
-#include "kvlinopinitr/iscsi_records.h"
 #include "output.h"
-#include "portal.h"
 
 namespace opinitctl {
 
-/// What a session number argument may be where the interface takes a session identifier, which carries the
-/// low 8 bits of the number only: a greater number would name another session.
-inline constexpr const char* session_description =
-    "Session number, 0 to 255: the interface carries its low 8 bits only";
+/// What the library lists, with what its records cannot carry: numbers above 255, IPv6 addresses, the state.
+struct Session {
+    unsigned int number;
+    std::string target;
+    std::string portal;  ///< empty where it is not known
+    std::optional<unsigned int> group_tag;
+    std::string state;
+    std::string initiator_address;
+    std::string initiator_name;  ///< under which it was made
+    unsigned int connections;
+};
 
-std::vector<_SessionInformation> live_sessions(ISCSI_Initiator& initiator);
+std::vector<Session> live_sessions(ISCSI_Initiator& initiator);
+std::vector<Session> sessions_to(const std::string& target, std::vector<Session> sessions);
 
-/// The 16 bytes that name a session to the interface.
-std::array<unsigned char, 16> session_identifier(const std::string& number);
+const Columns<Session>& session_columns();
 
-bool leads_to(const _SessionInformation& session, const Portal& portal);
+/// Whether the interface can name the session: it carries the low 8 bits of its number.
+bool can_be_named(unsigned int number);
 
-const Columns<_SessionInformation>& session_columns();
-
-/// Null while it is all zero, which is how the interface says that it is not known.
-Json known_address(const unsigned char* address);
+Failure no_such_session(unsigned int number);
 
 }  // namespace opinitctl

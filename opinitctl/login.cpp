@@ -6,16 +6,17 @@
 
 #include "diagnostics.h"
 #include "errors.h"
+#include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "live_sessions.h"
+#include "node_records.h"
 #include "operation.h"
-#include "portal.h"
 #include "secret.h"
 
 namespace opinitctl {
 namespace {
 
-using Sessions = std::vector<_SessionInformation>;
+using Sessions = std::vector<Session>;
 
 constexpr std::size_t longest_target_name = 223;
 
@@ -46,74 +47,127 @@ void fill_authentication(_LoginParams& params, const LoginRequest& request) {
     read_secret(request.secret_in_file, *request.user_in, params.password_in);
 }
 
-void fill(_LoginParams& params, const LoginRequest& request, const Portal& portal) {
+void fill(_LoginParams& params, const LoginRequest& request) {
     params.node_index = the_initiator;
-    copy_text(request.target, params.target_name, longest_target_name, "a target name");
-    std::copy(portal.address.begin(), portal.address.end(), params.target_address);
-    params.target_port = portal.port;
+    std::copy(request.portal.address.begin(), request.portal.address.end(), params.target_address);
+    params.target_port = request.portal.port;
     params.persistent = request.persistent;
     params.header_digest = request.header_digest;
     params.data_digest = request.data_digest;
     fill_authentication(params, request);
 }
 
-Sessions sessions_to(const std::string& target, const Sessions& sessions) {
-    Sessions found;
-    std::copy_if(sessions.begin(), sessions.end(), std::back_inserter(found),
-                 [&target](const auto& session) { return field_text(session.TargetName) == target; });
-    return found;
-}
-
-const _SessionInformation* session_at(const Sessions& sessions, const Portal& portal) {
-    const auto found = std::find_if(sessions.begin(), sessions.end(),
-                                    [&portal](const auto& session) { return leads_to(session, portal); });
+const Session* session_at(const Sessions& sessions, const Portal& portal) {
+    const auto found = std::find_if(sessions.begin(), sessions.end(), [&portal](const Session& session) {
+        return session.portal == portal.text();
+    });
     return found == sessions.end() ? nullptr : &*found;
 }
 
 // A target may send the initiator on to another portal, so a session that is new counts wherever it leads.
-const _SessionInformation* new_session(const Sessions& before, const Sessions& after) {
-    const auto is_new = [&before](const auto& session) {
+const Session* new_session(const Sessions& before, const Sessions& after) {
+    const auto is_new = [&before](const Session& session) {
         return std::none_of(before.begin(), before.end(),
-                            [&session](const auto& old) { return old.SessionId[0] == session.SessionId[0]; });
+                            [&session](const Session& old) { return old.number == session.number; });
     };
     const auto found = std::find_if(after.begin(), after.end(), is_new);
     return found == after.end() ? nullptr : &*found;
 }
 
 // open-iscsi may report no failure and yet not have logged in, or have been logged in all along.
-void show_session(const LoginRequest& request, const Portal& portal, const Answer& answer,
-                  const Sessions& before, const Sessions& after, const Output& output) {
-    const _SessionInformation* session = new_session(before, after);
+Session made_session(const std::string& target, const Portal& portal, const Answer& answer,
+                     const Sessions& before, const Sessions& after) {
+    const Session* session = new_session(before, after);
     if (session == nullptr && (session = session_at(after, portal)) != nullptr) {
-        diagnose("already logged in: session " + std::to_string(session->SessionId[0]) +
+        diagnose("already logged in to " + target + ": session " + std::to_string(session->number) +
                  " existed before, and no other was made");
     }
     if (session == nullptr) {
-        Failure failure("not logged in: open-iscsi reported no failure, and yet there is no session to " +
-                        request.target + " at " + request.portal +
-                        " (was it discovered there? \"opinitctl doctor\" tells whether the output of a login "
-                        "can be read on this host)");
-        failure.said = answer.said;
-        throw failure;
+        throw contradiction(answer, "there is no session to " + target + " at " + portal.given +
+                                        "; was it discovered there?");
     }
-    output.list(session_columns(), {*session});
+    return *session;
+}
+
+Session log_in_to(const std::string& target, const LoginRequest& request, _LoginParams& params,
+                  ISCSI_Initiator& initiator) {
+    std::fill(std::begin(params.target_name), std::end(params.target_name), '\0');
+    copy_text(target, params.target_name, longest_target_name, "a target name");
+    const Sessions before = sessions_to(target, live_sessions(initiator));
+    const Task task = {"log in to " + target + " at " + request.portal.given,
+                       std::chrono::seconds(request.limit),
+                       "iscsid may still be trying: look at \"opinitctl sessions\""};
+    const Answer answer = run(task, [&] { return initiator.LoginTarget(&params); });
+    if (answer.status != iscsi_status::already_logged_in) require_success(initiator, task.what, answer);
+    return made_session(target, request.portal, answer, before,
+                        sessions_to(target, live_sessions(initiator)));
+}
+
+// The settings of a login are written into every record of its portal.
+void tell_of_wider_effects(const LoginRequest& request) {
+    if (!request.persistent && !request.header_digest && !request.data_digest && !request.user) return;
+    const Names others = without(targets_of(node_records_at(request.portal)), {request.target});
+    if (others.empty() || request.target.empty()) return;
+    Names settings;
+    if (request.persistent) settings.push_back("startup");
+    if (request.header_digest || request.data_digest) settings.push_back("digests");
+    if (request.user) settings.push_back("CHAP");
+    diagnose("set for the other targets recorded at " + request.portal.given +
+             ", too: " + enumeration(settings) + " (" + enumeration(others) + ")");
+}
+
+void check_persistence(const std::string& target, const LoginRequest& request) {
+    const auto records = portals_to(target, node_records_at(request.portal));
+    if (request.persistent && std::none_of(records.begin(), records.end(), starts_automatically)) {
+        throw Failure("logged in to " + target +
+                      ", but its record does not say that it starts automatically");
+    }
+}
+
+Names targets_at(const Portal& portal) {
+    Names targets = targets_of(node_records_at(portal));
+    if (targets.empty()) {
+        throw Failure("no target is recorded at " + portal.given + "; see \"opinitctl discover\"",
+                      exit_not_there);
+    }
+    return targets;
+}
+
+void log_in_to_all(const LoginRequest& request, _LoginParams& params, ISCSI_Initiator& initiator,
+                   const Output& output) {
+    const Names targets = targets_at(request.portal);
+    Sessions sessions;
+    for (const std::string& target : targets) {
+        try {
+            sessions.push_back(log_in_to(target, request, params, initiator));
+            check_persistence(target, request);
+        } catch (const Interrupted&) {
+            throw;
+        } catch (const Failure& failure) {
+            report(failure);
+        }
+    }
+    output.list(session_columns(), sessions);
+    if (sessions.size() < targets.size()) {
+        throw Failure("logged in to " + std::to_string(sessions.size()) + " of " +
+                      std::to_string(targets.size()) + " targets at " + request.portal.given);
+    }
 }
 
 }  // namespace
 
 void log_in(const LoginRequest& request, const Output& output) {
-    const Portal portal = parse_portal(request.portal);
     Wiped<_LoginParams> params;
-    fill(params.record, request, portal);
+    fill(params.record, request);
     OpenInitiator initiator;
-    const Sessions before = sessions_to(request.target, live_sessions(initiator));
-    const Task task = {"log in to " + request.target + " at " + request.portal,
-                       std::chrono::seconds(request.limit),
-                       "iscsid may still be trying: look at \"opinitctl sessions\""};
-    const Answer answer = run(task, [&] { return initiator.LoginTarget(&params.record); });
-    require_success(initiator, task.what, answer);
-    show_session(request, portal, answer, before, sessions_to(request.target, live_sessions(initiator)),
-                 output);
+    if (request.target.empty()) {
+        log_in_to_all(request, params.record, initiator, output);
+    } else {
+        const Session session = log_in_to(request.target, request, params.record, initiator);
+        check_persistence(request.target, request);
+        output.list(session_columns(), Sessions{session});
+        tell_of_wider_effects(request);
+    }
 }
 
 }  // namespace opinitctl

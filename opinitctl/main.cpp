@@ -11,12 +11,11 @@
 #include "commands.h"
 #include "diagnostics.h"
 #include "errors.h"
-#include "nearest.h"
+#include "names.h"
 
 namespace {
 
 using namespace opinitctl;
-using Words = std::vector<std::string>;
 
 constexpr const char* footer = R"(Results go to standard output, everything else to standard error.
 Exit status: 0 done; 1 the operation failed, its number and message are on standard error;
@@ -25,8 +24,8 @@ Exit status: 0 done; 1 the operation failed, its number and message are on stand
 
 std::vector<Command> all_commands() {
     std::vector<Command> all;
-    for (const auto family : {stack_commands(), config_commands(), target_commands(), session_commands(),
-                              metrics_commands(), doctor_commands()}) {
+    for (const auto family : {stack_commands(), config_commands(), target_commands(), login_commands(),
+                              session_commands(), disk_commands(), metrics_commands(), doctor_commands()}) {
         all.insert(all.end(), family.begin(), family.end());
     }
     return all;
@@ -37,8 +36,8 @@ bool is_option(const std::string& word) {
 }
 
 // "help X" is "X --help".
-Words words_of(int argc, char** argv) {
-    Words words(argv + std::min(argc, 1), argv + argc);
+Names words_of(int argc, char** argv) {
+    Names words(argv + std::min(argc, 1), argv + argc);
     const auto first = std::find_if_not(words.begin(), words.end(), is_option);
     if (first == words.end() || *first != "help") return words;
     words.erase(first);
@@ -47,7 +46,7 @@ Words words_of(int argc, char** argv) {
 }
 
 // Only the command that is meant: declaring all takes longer than most of them.
-void declare(CLI::App& app, const Words& words, Output& output) {
+void declare(CLI::App& app, const Names& words, Output& output) {
     app.name("opinitctl");
     app.footer(footer);
     app.fallthrough();
@@ -58,7 +57,7 @@ void declare(CLI::App& app, const Words& words, Output& output) {
                  "Show the commands as they run; secrets as stars");
     const std::vector<Command> commands = all_commands();
     const auto named = std::find_if_not(words.begin(), words.end(), is_option);
-    Words names;
+    Names names;
     for (const Command& command : commands) {
         names.emplace_back(command.name);
         if (named != words.end() && *named != command.name) continue;
@@ -72,12 +71,12 @@ void declare(CLI::App& app, const Words& words, Output& output) {
     }
 }
 
-int run(const Words& words) {
+int run(const Names& words) {
     CLI::App app{"Controls the iSCSI initiator of this host."};
     Output output;
     try {
         declare(app, words, output);
-        app.parse(Words(words.rbegin(), words.rend()));
+        app.parse(Names(words.rbegin(), words.rend()));
     } catch (const CLI::Success& help) {
         return app.exit(help);
     } catch (const CLI::ParseError& error) {
@@ -97,7 +96,7 @@ int main(int argc, char** argv) {
     // Where a parent left it ignored, no result of a command would be known, and all would count as done.
     std::signal(SIGCHLD, SIG_DFL);
     try {
-        const Words words = words_of(argc, argv);
+        const Names words = words_of(argc, argv);
         if (std::find(words.begin(), words.end(), "--json") != words.end()) diagnose_as_json();
         return run(words);
     } catch (const Failure& failure) {

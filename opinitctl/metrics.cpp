@@ -23,10 +23,7 @@ using Sessions = std::vector<SysfsSession>;
 Gauge sessions_by_state(const Sessions& sessions) {
     Gauge gauge = {"opinit_sessions", "", "Live sessions by target and state.", {}};
     for (const SysfsSession& session : sessions) {
-        std::string state = session.state;
-        std::transform(state.begin(), state.end(), state.begin(),
-                       [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-        ++gauge.samples[{{"target", session.target}, {"state", state}}];
+        ++gauge.samples[{{"target", session.target}, {"state", session.state}}];
     }
     return gauge;
 }

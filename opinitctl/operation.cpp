@@ -1,7 +1,7 @@
 #include "operation.h"
 
+#include "daemon.h"
 #include "diagnostics.h"
-#include "errors.h"
 
 namespace opinitctl {
 namespace {
@@ -29,6 +29,17 @@ int exit_code_of(unsigned int status) {
 
 }  // namespace
 
+std::string message_of(ISCSI_Initiator& initiator, unsigned int status) {
+    switch (status) {
+        case iscsi_status::module_not_loaded:
+            return "The kernel module iscsi_tcp does not load.";
+        case iscsi_status::end_of_table:
+            return "-1, a failure without a message of its own.";
+        default:
+            return initiator.GetErrStr(static_cast<int>(status));
+    }
+}
+
 Answer conclude(const Task& task, CommandRunner& runner, unsigned int status) {
     if (const int signal = runner.interruption()) {
         throw Interrupted(signal, "interrupted" + in_brackets(task.when_given_up));
@@ -48,13 +59,24 @@ void require_success(ISCSI_Initiator& initiator, const std::string& what, const 
                      const std::string& hint) {
     if (answer.status == iscsi_status::success) return;
     std::string text = "cannot " + what + ": " + std::to_string(answer.status);
-    const std::string message = initiator.GetErrStr(static_cast<int>(answer.status));
+    const std::string message = message_of(initiator, answer.status);
     if (!message.empty()) text += ": " + message;
     text += in_brackets(is_about_the_stack(answer.status) ? "\"opinitctl doctor\" tells why" : hint);
     Failure failure(text, exit_code_of(answer.status));
     failure.status = answer.status;
     failure.said = answer.said;
     throw failure;
+}
+
+Failure contradiction(const Answer& answer, const std::string& what) {
+    Failure failure(
+        "open-iscsi reported no failure, and yet " + what + " (" +
+        (daemon_state() == Daemon::half
+             ? half_a_daemon
+             : "\"opinitctl doctor\" tells whether what commands print can be read on this host") +
+        ")");
+    failure.said = answer.said;
+    return failure;
 }
 
 }  // namespace opinitctl

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "command_runner.h"
+#include "errors.h"
 #include "kvlinopinitr/iscsi_initiator.h"
 #include "kvlinopinitr/iscsi_status.h"
 
@@ -36,6 +37,9 @@ Answer run(const Task& task, Operation operation) {
     return conclude(task, runner, operation());
 }
 
+/// The message of a status, also of the two for which the interface has none; empty for others.
+std::string message_of(ISCSI_Initiator& initiator, unsigned int status);
+
 /// A Failure unless the status is 0: what could not be done, the number, its message, the hint, and what was
 /// said.
 void require_success(ISCSI_Initiator& initiator, const std::string& what, const Answer& answer,
@@ -45,5 +49,8 @@ inline void require_success(ISCSI_Initiator& initiator, const std::string& what,
                             const std::string& hint = "") {
     require_success(initiator, what, Answer{status}, hint);
 }
+
+/// For a task that counts as done although `what` shows that it is not.
+Failure contradiction(const Answer& answer, const std::string& what);
 
 }  // namespace opinitctl

@@ -10,24 +10,24 @@
 namespace opinitctl {
 namespace {
 
-Json object_of(const std::vector<Heading>& headings, const Line& line) {
-    Json object = Json::object();
-    for (std::size_t i = 0; i < headings.size(); ++i) object[headings[i].key] = line.values[i];
-    return object;
+Fields fields_of(const std::vector<Heading>& headings, const Line& line) {
+    Fields fields;
+    for (std::size_t i = 0; i < headings.size(); ++i) fields.emplace_back(headings[i].key, line.values[i]);
+    return fields;
 }
 
-Json objects_of(const std::vector<Heading>& headings, const std::vector<Line>& lines, bool with_children) {
-    Json objects = Json::array();
+Values objects_of(const std::vector<Heading>& headings, const std::vector<Line>& lines, bool with_children) {
+    Values objects;
     for (const Line& line : lines) {
-        objects.push_back(object_of(headings, line));
-        if (with_children) objects.back()["children"] = objects_of(headings, line.below, true);
+        Fields fields = fields_of(headings, line);
+        if (with_children) fields.emplace_back("children", objects_of(headings, line.below, true));
+        objects.emplace_back(std::move(fields));
     }
     return objects;
 }
 
-void print_json(const Json& value) {
-    // Escaping all that is not ASCII also keeps control characters from the terminal.
-    std::cout << value.dump(2, ' ', true, Json::error_handler_t::replace) << '\n';
+void print_json(const Value& value) {
+    std::cout << json_text(value, Layout::indented) << '\n';
 }
 
 // Where `names` stand among the headings. The command line was checked against them.
@@ -51,7 +51,7 @@ std::vector<std::size_t> usual_positions(const std::vector<Heading>& headings, b
 }
 
 // What the host did not give comes last.
-bool comes_before(const Json& left, const Json& right) {
+bool comes_before(const Value& left, const Value& right) {
     return left.is_null() != right.is_null() ? right.is_null() : left < right;
 }
 
@@ -113,16 +113,18 @@ void Output::print_record(const std::vector<Heading>& all, const Line& line) con
     std::vector<Heading> headings = all;
     std::vector<Line> lines = {line};
     arrange(headings, lines);
-    if (json) return print_json(object_of(headings, lines.front()));
+    if (json) return print_json(fields_of(headings, lines.front()));
     print_lines(headings, lines.front(), {!no_headings, bytes, false});
 }
 
-void Output::done(const std::string& sentence) const {
-    if (json) {
-        print_json({{"done", sentence}});
-    } else {
+void Output::done(const std::string& sentence, const Fields& details) const {
+    if (!json) {
         std::cout << safe_text(sentence) << '\n';
+        return;
     }
+    Fields fields = {{"done", sentence}};
+    fields.insert(fields.end(), details.begin(), details.end());
+    print_json(fields);
 }
 
 }  // namespace opinitctl

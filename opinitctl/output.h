@@ -3,15 +3,12 @@
 #pragma once
 
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-namespace opinitctl {
+#include "value.h"
 
-/// JSON is not libsmartcols' own, which wraps every answer into an object of its own, knows neither a single
-/// record nor values with parts, and lets bytes pass that are no UTF-8 or play with a terminal.
-using Json = nlohmann::ordered_json;
+namespace opinitctl {
 
 /// How a column's values look in a table.
 enum class Look {
@@ -34,7 +31,7 @@ struct Heading {
 
 /// The values of a row in the order of the headings, and the rows below it in a tree.
 struct Line {
-    std::vector<Json> values;
+    Values values;
     std::vector<Line> below;
 };
 
@@ -42,7 +39,7 @@ struct Line {
 template <class Row>
 struct Column {
     const char* key;
-    Json (*value)(const Row&);
+    Value (*value)(const Row&);
     Look look = Look::plain;
     Shown shown = Shown::always;
 };
@@ -87,8 +84,8 @@ public:
         print_record(headings_of(columns), line_of(columns, row));
     }
 
-    /// What was done: a sentence, or an object that holds it.
-    void done(const std::string& sentence) const;
+    /// What was done: a sentence, or an object that holds it and the details.
+    void done(const std::string& sentence, const Fields& details = {}) const;
 
 private:
     template <class Row>
@@ -116,11 +113,6 @@ private:
 template <std::size_t Size>
 std::string field_text(const char (&field)[Size]) {
     return std::string(field, strnlen(field, Size));
-}
-
-/// Null where the host gave nothing.
-inline Json text_or_null(const std::string& text) {
-    return text.empty() ? Json() : Json(text);
 }
 
 }  // namespace opinitctl

@@ -1,4 +1,4 @@
-// A target portal as it is given on the command line.
+// Portals of targets: as they are given on the command line, and as they are shown.
 #pragma once
 
 #include <array>
@@ -10,14 +10,24 @@ namespace opinitctl {
 inline constexpr std::uint16_t default_port = 3260;
 
 struct Portal {
+    std::string given;
     std::array<unsigned char, 4> address;
     std::uint16_t port = default_port;
+
+    std::string address_text() const;
+    std::string text() const;
 };
 
-/// ADDRESS[:PORT] with a dotted IPv4 address; a UsageError says what is wrong with it.
-Portal parse_portal(const std::string& text);
+inline constexpr const char* portal_description =
+    "ADDRESS[:PORT] with an IPv4 address; the port is 3260 if left out";
 
-std::string portal_text(const unsigned char* address, std::uint32_t port);
-std::string address_text(const unsigned char* address);
+/// How the command line is read: a UsageError says what is wrong with a portal.
+bool lexical_cast(const std::string& text, Portal& portal);
+
+/// Empty while all is zero, which is how the interface says that an address is not known.
+std::string known_address(const unsigned char* address);
+
+/// ADDRESS:PORT, an IPv6 address in brackets; empty without an address.
+std::string portal_text(const std::string& address, const std::string& port);
 
 }  // namespace opinitctl

@@ -4,17 +4,12 @@
 #include <iterator>
 #include <vector>
 
-#include "arguments.h"
 #include "errors.h"
+#include "host_files.h"
 #include "kvlinopinitr/iscsi_properties.h"
 
 namespace opinitctl {
 namespace {
-
-bool is_number(const std::string& text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
-}
 
 std::vector<std::uint32_t> ids_with_tail(const std::string& tail) {
     std::vector<std::uint32_t> ids;
@@ -36,7 +31,8 @@ std::string full_key(std::uint32_t id) {
 }
 
 std::uint32_t property_id(const std::string& name) {
-    if (is_number(name)) return parse_number(name, UINT32_MAX, "a setting's id");
+    if (const auto id = number_in(name))
+        return *id == iscsi_property::target_auth_method ? iscsi_property::auth_method : *id;
     const std::vector<std::uint32_t> ids = ids_with_tail(name);
     if (ids.size() == 1) return ids.front();
     if (ids.empty()) throw UsageError("there is no setting \"" + name + "\"");

@@ -1,108 +1,118 @@
-// sessions, connections, disks.
-#include <cstdint>
-#include <cstdlib>
-#include <limits>
+// sessions, connections.
+#include <algorithm>
+#include <set>
 
 #include "answer_buffer.h"
 #include "arguments.h"
 #include "commands.h"
+#include "diagnostics.h"
+#include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "listing_options.h"
 #include "live_sessions.h"
 #include "operation.h"
+#include "sysfs_sessions.h"
 
 namespace opinitctl {
 namespace {
 
-using Connection = _ConnectionInformation;
-using Disk = _DiskInformation;
+using Number = std::optional<unsigned int>;
 
-Json size_in_bytes(const Disk& disk) {
-    const std::string digits = field_text(disk.Size);
-    return digits.empty() ? Json() : Json(std::strtoull(digits.c_str(), nullptr, 10));
-}
-
-std::string scsi_address(const Disk& disk) {
-    std::string text;
-    for (const unsigned int part : {disk.Host, disk.Channel, disk.TargetId, disk.Lun}) {
-        text += (text.empty() ? "" : ":") + std::to_string(part);
-    }
-    return text;
-}
+struct Connection {
+    unsigned int session;
+    std::string portal;
+    std::string initiator_address;
+    std::string state;
+    std::string header_digest;
+    std::string data_digest;
+};
 
 const Columns<Connection> connection_columns = {
-    {"portal",
-     [](const Connection& connection) -> Json {
-         return portal_text(connection.TargetAddress, connection.TargetPort);
-     }},
+    {"session", [](const Connection& connection) -> Value { return connection.session; }},
+    {"portal", [](const Connection& connection) { return text_or_null(connection.portal); }},
     {"initiator_address",
-     [](const Connection& connection) { return known_address(connection.InitiatorAddress); }},
+     [](const Connection& connection) { return text_or_null(connection.initiator_address); }},
+    {"state", [](const Connection& connection) { return text_or_null(connection.state); }, Look::state},
+    {"header_digest", [](const Connection& connection) { return text_or_null(connection.header_digest); }},
+    {"data_digest", [](const Connection& connection) { return text_or_null(connection.data_digest); }},
 };
 
-const Columns<Disk> disk_columns = {
-    {"lun", [](const Disk& disk) -> Json { return disk.Lun; }},
-    {"device", [](const Disk& disk) { return text_or_null(field_text(disk.DeviceName)); }},
-    {"size_bytes", size_in_bytes, Look::bytes},
-    {"vendor", [](const Disk& disk) { return text_or_null(field_text(disk.Vendor)); }},
-    {"model", [](const Disk& disk) { return text_or_null(field_text(disk.Model)); }},
-    {"scsi_address", [](const Disk& disk) -> Json { return scsi_address(disk); }},
-    {"target", [](const Disk& disk) { return text_or_null(field_text(disk.TargetName)); }, Look::text},
-};
+// A session keeps the name that it was made under until it is made anew.
+void tell_of_other_names(const std::vector<Session>& sessions) {
+    _InitiatorNode node = {};
+    unsigned int bytes = 0;
+    OpenInitiator initiator;
+    if (sessions.empty() || initiator.GetInitiatorList(&node, &bytes) != iscsi_status::success) return;
+    const std::string name = field_text(node.initiator_name);
+    std::set<std::string> others;
+    for (const Session& session : sessions) {
+        const std::string& own = session.initiator_name;
+        if (!own.empty() && own != name) others.insert(own);
+    }
+    for (const std::string& other : others) {
+        diagnose("some sessions were made under the name " + other + ", and the initiator is called " + name +
+                 " now: log in anew to use it");
+    }
+}
 
 void show_sessions(const Output& output) {
     OpenInitiator initiator;
-    output.list(session_columns(), live_sessions(initiator));
+    const std::vector<Session> sessions = live_sessions(initiator);
+    output.list(session_columns(), sessions);
+    tell_of_other_names(sessions);
 }
 
-void show_connections(const std::string& number, const Output& output) {
+/// Whether the library finds the connection, which it can only where it can name the session.
+void ask_for_connection(ISCSI_Initiator& initiator, unsigned int number) {
+    if (!can_be_named(number)) return;
     _SessionInformation session = {};
-    const auto identifier = session_identifier(number);
-    std::copy(identifier.begin(), identifier.end(), session.SessionId);
-    OpenInitiator initiator;
-    AnswerBuffer<Connection> answer;
+    session.SessionId[0] = static_cast<std::uint8_t>(number);
+    AnswerBuffer<_ConnectionInformation> answer;
     const unsigned int status =
         initiator.GetList(the_initiator, LIST_CONNECTIONS, answer.data(), answer.bytes(), &session);
-    const std::vector<Connection> connections = answer.records();
-    if (status == iscsi_status::success || !connections.empty()) output.list(connection_columns, connections);
-    require_success(initiator, "tell all of the connection of session " + number, status,
-                    connections.empty() ? "no such session" : "its SCSI host is not known");
+    require_success(initiator, "tell all of the connection of session " + std::to_string(number), status,
+                    status == iscsi_status::end_of_table ? "its SCSI host is not known" : "");
 }
 
-void show_disks(const std::string& text, const Output& output) {
-    // As text the interface takes any number, and none that could be read in another way.
-    std::string number =
-        std::to_string(parse_number(text, std::numeric_limits<std::int32_t>::max(), "a session number"));
+std::string digest(unsigned int number, const char* name) {
+    const std::string used = connection_attribute(number, name);
+    return used.empty() ? "" : used == "0" ? "None" : "CRC32C";
+}
+
+Connection connection_of(const Session& session) {
+    return {session.number,
+            session.portal,
+            session.initiator_address,
+            connection_attribute(session.number, "state"),
+            digest(session.number, "header_digest"),
+            digest(session.number, "data_digest")};
+}
+
+void show_connections(const Number& number, const Output& output) {
     OpenInitiator initiator;
-    AnswerBuffer<Disk> answer;
-    unsigned int count = 0;
-    const unsigned int status = initiator.QueryDisks(reinterpret_cast<unsigned char*>(number.data()),
-                                                     answer.data(), &count, answer.bytes());
-    require_success(initiator, "list the disks of session " + number, status);
-    // A session without LUNs answers a record all the same.
-    output.list(disk_columns, count == 0 ? std::vector<Disk>() : answer.records());
+    std::vector<Session> sessions = live_sessions(initiator);
+    if (number) std::erase_if(sessions, [&](const Session& session) { return session.number != *number; });
+    if (number && sessions.empty()) throw no_such_session(*number);
+    std::vector<Connection> connections;
+    for (const Session& session : sessions) connections.push_back(connection_of(session));
+    output.list(connection_columns, connections);
+    for (const Session& session : sessions) ask_for_connection(initiator, session.number);
 }
 
-void declare_sessions(CLI::App& sessions, Output& output) {
-    add_listing_options(sessions, output, headings_of(session_columns()));
-    sessions.callback([&output] { show_sessions(output); });
+void declare_sessions(CLI::App& command, Output& output) {
+    add_listing_options(command, output, headings_of(session_columns()));
+    command.callback([&output] { show_sessions(output); });
 }
 
-void declare_connections(CLI::App& connections, Output& output) {
-    const Text session = add_required(connections, "SESSION", session_description);
-    add_listing_options(connections, output, headings_of(connection_columns));
-    connections.callback([session, &output] { show_connections(*session, output); });
-}
-
-void declare_disks(CLI::App& disks, Output& output) {
-    const Text session = add_required(disks, "SESSION", "Session number as sysfs has it, also above 255");
-    add_listing_options(disks, output, headings_of(disk_columns));
-    disks.callback([session, &output] { show_disks(*session, output); });
+void declare_connections(CLI::App& command, Output& output) {
+    const auto session = add_session_number(command);
+    add_listing_options(command, output, headings_of(connection_columns));
+    command.callback([session, &output] { show_connections(*session, output); });
 }
 
 constexpr Command commands[] = {
-    {"sessions", "List the live sessions; numbers above 255 show as their low 8 bits", declare_sessions},
-    {"connections", "List the connections of a session", declare_connections},
-    {"disks", "List the LUNs of a session and their disks", declare_disks},
+    {"sessions", "List the live sessions", declare_sessions},
+    {"connections", "List the connections of a session, or of all", declare_connections},
 };
 
 }  // namespace

@@ -1,83 +1,93 @@
 #include "sysfs_sessions.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
-#include <charconv>
-#include <filesystem>
-#include <fstream>
-#include <optional>
-#include <system_error>
+
+#include "host_files.h"
+#include "portal.h"
 
 namespace opinitctl {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr const char* session_class = "/sys/class/iscsi_session";
-constexpr const char* connection_class = "/sys/class/iscsi_connection";
+
+std::string session_path(unsigned int number) {
+    return std::string(session_class) + "/session" + std::to_string(number);
+}
 
 // Of a session in recovery some attributes exist and cannot be read.
-std::string attribute(const fs::path& path) {
-    std::ifstream file(path);
-    std::string value;
-    std::getline(file, value);
+std::string attribute(const std::string& path) {
+    const std::string value = text_in(path);
     return value == "(null)" || value == "<NULL>" ? "" : value;
 }
 
-std::string attribute(const fs::path& path, const fs::path& instead) {
-    const std::string value = attribute(path);
-    return value.empty() ? attribute(instead) : value;
+std::string in_small_letters(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
 }
 
-std::optional<unsigned int> session_number(const std::string& entry) {
-    static constexpr std::string_view prefix = "session";
-    if (!entry.starts_with(prefix)) return std::nullopt;
-    unsigned int number = 0;
-    const char* const end = entry.data() + entry.size();
-    const auto [stop, error] = std::from_chars(entry.data() + prefix.size(), end, number);
-    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
-}
-
-/// The kernel shows an IPv6 address with all its zeros.
-std::string short_address(const std::string& text) {
-    in6_addr address = {};
-    char shortened[INET6_ADDRSTRLEN] = {};
-    if (inet_pton(AF_INET6, text.c_str(), &address) != 1) return text;
-    return inet_ntop(AF_INET6, &address, shortened, sizeof shortened);
+// While its target is away, a connection has no peer, and tells the portal that it was made for.
+std::string portal_attribute(unsigned int number, const std::string& name) {
+    const std::string value = connection_attribute(number, name);
+    return value.empty() ? connection_attribute(number, "persistent_" + name) : value;
 }
 
 SysfsSession read_session(unsigned int number) {
-    const fs::path session = session_class / fs::path("session" + std::to_string(number));
-    const fs::path connection = connection_class / fs::path("connection" + std::to_string(number) + ":0");
+    const std::string session = session_path(number) + '/';
     return {number,
-            attribute(session / "targetname"),
-            attribute(session / "initiatorname"),
-            attribute(session / "state"),
-            attribute(session / "ifacename"),
-            attribute(session / "tpgt"),
-            short_address(attribute(connection / "address", connection / "persistent_address")),
-            attribute(connection / "port", connection / "persistent_port")};
+            attribute(session + "targetname"),
+            attribute(session + "initiatorname"),
+            in_small_letters(attribute(session + "state")),
+            attribute(session + "ifacename"),
+            attribute(session + "tpgt"),
+            portal_attribute(number, "address"),
+            portal_attribute(number, "port")};
+}
+
+// Today the link of the class entry names the SCSI host, formerly the link to the device did.
+std::string host_of(unsigned int number) {
+    const std::string path = session_path(number);
+    for (const std::string& link : {link_text(path), link_text(path + "/device")}) {
+        for (const std::string& part : split(link, '/')) {
+            if (part.starts_with("host")) return part;
+        }
+    }
+    return "unknown";
 }
 
 }  // namespace
 
 std::vector<SysfsSession> sysfs_sessions() {
-    std::vector<unsigned int> numbers;
-    std::error_code no_module;
-    for (const auto& entry : fs::directory_iterator(session_class, no_module)) {
-        if (const auto number = session_number(entry.path().filename())) numbers.push_back(*number);
-    }
-    std::sort(numbers.begin(), numbers.end());
     std::vector<SysfsSession> sessions;
-    for (const unsigned int number : numbers) sessions.push_back(read_session(number));
+    for (const unsigned int number : session_numbers()) sessions.push_back(read_session(number));
     return sessions;
 }
 
 std::string portal_text(const SysfsSession& session) {
-    if (session.address.empty()) return "";
-    const bool ipv6 = session.address.find(':') != std::string::npos;
-    return (ipv6 ? '[' + session.address + ']' : session.address) + ':' + session.port;
+    return portal_text(session.address, session.port);
+}
+
+std::vector<unsigned int> session_numbers() {
+    std::vector<unsigned int> numbers;
+    for (const std::string& name : names_in(session_class)) {
+        if (!name.starts_with("session")) continue;
+        if (const auto number = number_in(name.substr(7))) numbers.push_back(*number);
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
+bool session_exists(unsigned int number) {
+    const std::vector<unsigned int> numbers = session_numbers();
+    return std::binary_search(numbers.begin(), numbers.end(), number);
+}
+
+std::string connection_attribute(unsigned int number, const std::string& name) {
+    return attribute("/sys/class/iscsi_connection/connection" + std::to_string(number) + ":0/" + name);
+}
+
+std::string host_attribute(unsigned int number, const std::string& name) {
+    return attribute("/sys/class/iscsi_host/" + host_of(number) + '/' + name);
 }
 
 }  // namespace opinitctl

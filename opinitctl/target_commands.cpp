@@ -1,184 +1,237 @@
-// discover, targets, portals, login, logout, remove, forget.
+// discover, targets, portals, remove, forget.
 #include <algorithm>
 #include <vector>
 
 #include "answer_buffer.h"
 #include "arguments.h"
 #include "commands.h"
+#include "diagnostics.h"
 #include "errors.h"
+#include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "listing_options.h"
 #include "live_sessions.h"
-#include "login.h"
+#include "names.h"
+#include "node_records.h"
 #include "operation.h"
 #include "portal.h"
 
 namespace opinitctl {
 namespace {
 
-using Target = _TargetInformation;
-using PortalRecord = _TargetPortalGroups;
+using Portals = std::vector<TargetPortal>;
 
-constexpr const char* portal_description =
-    "ADDRESS[:PORT] with an IPv4 address; the port is 3260 if left out";
+struct Target {
+    std::string name;
+    bool persistent;
+    Portals portals;
+    std::vector<Session> sessions;
+};
 
-constexpr const char* timeout_description = "Give up after so many seconds";
-const CLI::Range timeout_range(1u, 86400u);
+Value portals_of(const Target& target) {
+    Values portals;
+    for (const TargetPortal& each : target.portals) {
+        portals.push_back(
+            Fields{{"portal", text_or_null(each.portal)}, {"group_tag", number_or_null(each.group_tag)}});
+    }
+    return portals;
+}
+
+Value sessions_of(const Target& target) {
+    Values numbers;
+    for (const Session& session : target.sessions) numbers.emplace_back(session.number);
+    return numbers;
+}
 
 const Columns<Target> target_columns = {
-    {"target", [](const Target& target) -> Json { return field_text(target.target_name); }},
-    {"logged_in", [](const Target& target) -> Json { return target.logged_in != 0; }},
-    {"persistent", [](const Target& target) -> Json { return target.persistent != 0; }},
+    {"target", [](const Target& target) -> Value { return target.name; }, Look::text},
+    {"logged_in", [](const Target& target) -> Value { return !target.sessions.empty(); }},
+    {"persistent", [](const Target& target) -> Value { return target.persistent; }},
+    {"sessions", sessions_of, Look::list},
+    {"portals", portals_of, Look::list},
 };
 
-// A discovery answers names only: it looks neither at sessions nor at node records.
-const Columns<Target> discovered_columns(target_columns.begin(), target_columns.begin() + 1);
+const Columns<TargetPortal> portal_columns(target_portal_columns().begin() + 1,
+                                           target_portal_columns().end());
 
-const Columns<PortalRecord> portal_columns = {
-    {"portal",
-     [](const PortalRecord& portal) -> Json {
-         return portal_text(portal.address, std::uint32_t{portal.port});
-     }},
-    {"group_tag", [](const PortalRecord& portal) -> Json { return portal.tpgt; }},
-};
+// In the order of the library's answer, each once: it names a target again for every discovery that found it.
+Names names_of(const std::vector<_TargetInformation>& records) {
+    Names names;
+    for (const _TargetInformation& record : records) {
+        const std::string name = field_text(record.target_name);
+        if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+    }
+    return names;
+}
 
-void discover(const std::string& text, unsigned int limit, const Output& output) {
-    Portal portal = parse_portal(text);
+void discover(const Portal& at, unsigned int limit, const Output& output) {
+    Portal portal = at;
     OpenInitiator initiator;
-    AnswerBuffer<Target> answer;
+    AnswerBuffer<_TargetInformation> answer;
     unsigned int count = 0;
-    const Task task = {"discover targets at " + text, std::chrono::seconds(limit),
+    const Task task = {"discover targets at " + portal.given, std::chrono::seconds(limit),
                        "what an earlier discovery recorded of this portal is gone"};
     const Answer found = run(task, [&] {
         return initiator.DiscoverTarget(0, portal.address.data(), portal.port, nullptr, answer.data(), &count,
                                         answer.bytes());
     });
     require_success(initiator, task.what, found, "the portal offers nothing or was not reached");
-    output.list(discovered_columns, answer.records());
+    Portals portals = discovered_at(portal);
+    // A discovery answers names only; the portals stand where it recorded them.
+    for (const std::string& name : without(names_of(answer.records()), targets_of(portals))) {
+        portals.push_back({name, "", {}});
+    }
+    output.list(target_portal_columns(), portals);
+}
+
+/// What the library lists. It runs commands that delete discovery records without targets.
+Names listed_targets(ISCSI_Initiator& initiator) {
+    AnswerBuffer<_TargetInformation> answer;
+    const Task task = {"list the targets"};
+    // Nothing recorded is an empty list to whoever asks what is recorded.
+    const Answer listed = run(task, [&] {
+        const unsigned int status = initiator.GetTargetList(the_initiator, 0, answer.data(), answer.bytes());
+        return status == iscsi_status::target_not_found ? iscsi_status::success : status;
+    });
+    require_success(initiator, task.what, listed);
+    return names_of(answer.records());
+}
+
+std::vector<Session> sessions_if_running(ISCSI_Initiator& initiator) {
+    return op_initiator_started != 0 ? live_sessions(initiator) : std::vector<Session>();
 }
 
 void show_targets(const Output& output) {
     OpenInitiator initiator;
-    AnswerBuffer<Target> answer;
-    // Nothing recorded is an empty list to whoever asks what is recorded.
-    const Task task = {"list the targets"};
-    const Answer listed = run(task, [&] {
-        const unsigned int result = initiator.GetTargetList(the_initiator, 0, answer.data(), answer.bytes());
-        return result == iscsi_status::target_not_found ? iscsi_status::success : result;
-    });
-    require_success(initiator, task.what, listed);
-    output.list(target_columns, answer.records());
+    Names names = listed_targets(initiator);
+    const Portals records = node_records();
+    const Names unlisted = without(targets_of(records), names);
+    if (!unlisted.empty()) {
+        diagnose("recorded, but not in the library's list of targets, so that it cannot remove them: " +
+                 enumeration(unlisted));
+    }
+    names.insert(names.end(), unlisted.begin(), unlisted.end());
+    const std::vector<Session> sessions = sessions_if_running(initiator);
+    std::vector<Target> targets;
+    for (const std::string& name : names) {
+        Portals portals = portals_to(name, records);
+        const bool persistent = std::any_of(portals.begin(), portals.end(), starts_automatically);
+        targets.push_back({name, persistent, std::move(portals), sessions_to(name, sessions)});
+    }
+    output.list(target_columns, targets);
 }
 
-void show_portals(std::string name, const Output& output) {
+Portals portals_in(const std::string& target, const std::vector<_TargetPortalGroups>& records) {
+    Portals portals;
+    for (const _TargetPortalGroups& record : records) {
+        const std::string address = known_address(record.address);
+        if (address.empty()) continue;
+        const std::uint32_t port = record.port;
+        portals.push_back({target, portal_text(address, std::to_string(port)), record.tpgt});
+    }
+    return portals;
+}
+
+void show_portals(std::string target, const Output& output) {
     OpenInitiator initiator;
-    AnswerBuffer<PortalRecord> answer;
-    const Task task = {"list the portals of " + name};
+    AnswerBuffer<_TargetPortalGroups> answer;
+    const Task task = {"list the portals of " + target};
     const Answer listed = run(task, [&] {
         return initiator.GetList(the_initiator, LIST_PORTAL_GROUPS, answer.data(), answer.bytes(),
-                                 name.data());
+                                 target.data());
     });
-    require_success(initiator, task.what, listed, "no such target; see \"opinitctl targets\"");
-    output.list(portal_columns, answer.records());
+    if (listed.status == iscsi_status::failure) {
+        throw Failure("there is no recorded target " + target + "; see \"opinitctl targets\"",
+                      exit_not_there);
+    }
+    require_success(initiator, task.what, listed);
+    Portals portals = portals_in(target, answer.records());
+    // The library's records have no room for the others' addresses.
+    for (const TargetPortal& each : portals_to(target, node_records())) {
+        if (each.portal.starts_with('[')) portals.push_back(each);
+    }
+    output.list(portal_columns, portals);
 }
 
-void log_out(const std::string& number, const Output& output) {
-    auto session = session_identifier(number);
-    OpenInitiator initiator;
-    const std::string out = "out of session " + std::to_string(session[0]);
-    const Task task = {"log " + out};
-    require_success(initiator, task.what,
-                    run(task, [&] { return initiator.LogoutTarget(the_initiator, session.data()); }));
-    output.done("logged " + out);
+// open-iscsi deletes what it can before it says that a session is in the way.
+std::string removed_all_the_same(const Names& before, const Portal& portal) {
+    const Names gone = without(before, targets_of(node_records_at(portal)));
+    return gone.empty() ? "" : "the records of " + enumeration(gone) + " are gone all the same";
 }
 
-void remove(const std::string& text, const Output& output) {
-    Portal portal = parse_portal(text);
+void remove(const Portal& at, const Output& output) {
+    Portal portal = at;
     OpenInitiator initiator;
-    const Task task = {"remove the targets at " + text};
+    const Names before = targets_of(node_records_at(portal));
+    const Task task = {"remove the targets at " + portal.given};
     const Answer removed = run(task, [&] {
         return initiator.RemoveTarget(the_initiator, portal.address.data(), portal.port, nullptr);
     });
-    require_success(initiator, task.what, removed,
-                    removed.status == iscsi_status::session_active
-                        ? "the records of other targets at this portal may be gone all the same"
-                        : "");
-    output.done("removed the node records at " + text);
+    require_success(initiator, task.what, removed, removed_all_the_same(before, portal));
+    const Names left = targets_of(node_records_at(portal));
+    if (!left.empty()) {
+        throw contradiction(removed,
+                            "there are still node records of " + enumeration(left) + " at " + portal.given);
+    }
+    output.done("removed the node records at " + portal.given, {{"targets", values_of(before)}});
 }
 
-void forget(const std::string& text, const Output& output) {
-    Portal portal = parse_portal(text);
+void forget(const Portal& at, const Output& output) {
+    Portal portal = at;
     OpenInitiator initiator;
-    const Task task = {"remove the automatic startup at " + text};
-    require_success(initiator, task.what, run(task, [&] {
-                        return initiator.RemovePersistentTarget(the_initiator, nullptr, portal.address.data(),
-                                                                portal.port, nullptr);
-                    }));
-    output.done("targets at " + text + " no longer start automatically");
-}
-
-using PortalCommand = void (*)(const std::string&, const Output&);
-
-template <PortalCommand Run>
-void declare_portal_command(CLI::App& command, Output& output) {
-    const Text portal = add_required(command, "PORTAL", portal_description);
-    command.callback([portal, &output] { Run(*portal, output); });
+    const Task task = {"remove the automatic startup at " + portal.given};
+    const Answer forgotten = run(task, [&] {
+        return initiator.RemovePersistentTarget(the_initiator, nullptr, portal.address.data(), portal.port,
+                                                nullptr);
+    });
+    Portals records = node_records_at(portal);
+    if (forgotten.status == iscsi_status::failure && records.empty()) {
+        throw Failure("there are no node records at " + portal.given, exit_not_there);
+    }
+    require_success(initiator, task.what, forgotten);
+    std::erase_if(records, [](const TargetPortal& record) { return !starts_automatically(record); });
+    if (!records.empty()) {
+        throw contradiction(forgotten, enumeration(targets_of(records)) + " would still start automatically");
+    }
+    output.done("targets at " + portal.given + " no longer start automatically");
 }
 
 void declare_discover(CLI::App& command, Output& output) {
-    add_listing_options(command, output, headings_of(discovered_columns));
-    const Text portal = add_required(command, "PORTAL", portal_description);
+    const auto portal = add_required<Portal>(command, "PORTAL", portal_description);
     const auto limit = std::make_shared<unsigned int>(0);
-    command.add_option("--timeout", *limit, timeout_description)->check(timeout_range);
+    add_time_limit(command, *limit);
+    add_listing_options(command, output, headings_of(target_portal_columns()));
     command.callback([portal, limit, &output] { discover(*portal, *limit, output); });
 }
 
-void declare_targets(CLI::App& targets, Output& output) {
-    add_listing_options(targets, output, headings_of(target_columns));
-    targets.callback([&output] { show_targets(output); });
+void declare_targets(CLI::App& command, Output& output) {
+    add_listing_options(command, output, headings_of(target_columns));
+    command.callback([&output] { show_targets(output); });
 }
 
-void declare_portals(CLI::App& portals, Output& output) {
-    const Text target = add_required(portals, "TARGET", "Name of the target");
-    add_listing_options(portals, output, headings_of(portal_columns));
-    portals.callback([target, &output] { show_portals(*target, output); });
+void declare_portals(CLI::App& command, Output& output) {
+    const auto target = add_required(command, "TARGET", "Name of the target");
+    add_listing_options(command, output, headings_of(portal_columns));
+    command.callback([target, &output] { show_portals(*target, output); });
 }
 
-void declare_login(CLI::App& command, Output& output) {
-    const auto request = std::make_shared<LoginRequest>();
-    command.add_option("TARGET", request->target, "Name of a target that was discovered")->required();
-    command.add_option("PORTAL", request->portal, portal_description)->required();
-    CLI::Option* const user = command.add_option(
-        "--chap-user", request->user, "CHAP name of this initiator; asks for its secret if no file is given");
-    CLI::Option* const secret = command.add_option("--chap-secret-file", request->secret_file,
-                                                   "File with its secret; \"-\" for standard input");
-    CLI::Option* const user_in =
-        command.add_option("--chap-user-in", request->user_in, "CHAP name of the target (mutual CHAP)");
-    CLI::Option* const secret_in = command.add_option("--chap-secret-in-file", request->secret_in_file,
-                                                      "File with its secret; \"-\" for standard input");
-    secret->needs(user);
-    user_in->needs(user);
-    secret_in->needs(user_in);
-    command.add_flag("--persistent", request->persistent, "Log in at every start of the stack");
-    command.add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");
-    command.add_flag("--data-digest", request->data_digest, "Ask for CRC32C data digests");
-    command.add_option("--timeout", request->limit, timeout_description)->check(timeout_range);
-    add_listing_options(command, output, headings_of(session_columns()));
-    command.callback([request, &output] { log_in(*request, output); });
-}
-
-void declare_logout(CLI::App& command, Output& output) {
-    const Text session = add_required(command, "SESSION", session_description);
-    command.callback([session, &output] { log_out(*session, output); });
+template <void (*Run)(const Portal&, const Output&)>
+void declare_portal_command(CLI::App& command, Output& output) {
+    const auto portal = add_required<Portal>(command, "PORTAL", portal_description);
+    command.callback([portal, &output] { Run(*portal, output); });
 }
 
 constexpr Command commands[] = {
-    {"discover", "Ask a portal for its targets and record them", declare_discover},
-    {"targets", "List the recorded targets", declare_targets},
+    {"discover",
+     "Ask a portal for its targets and record them. What was recorded of the portal before is replaced: "
+     "records "
+     "go back to the settings of iscsid.conf, without automatic startup and CHAP",
+     declare_discover},
+    {"targets", "List the recorded targets with their portals and sessions", declare_targets},
     {"portals", "List the portals of a recorded target", declare_portals},
-    {"login", "Log in to a target and show its session", declare_login},
-    {"logout", "Log out of a session", declare_logout},
-    {"remove", "Delete the node records of all targets at a portal", declare_portal_command<remove>},
+    {"remove", "Delete the node records of all targets at a portal, those in use excepted",
+     declare_portal_command<remove>},
     {"forget", "Stop all targets at a portal from starting automatically", declare_portal_command<forget>},
 };
 

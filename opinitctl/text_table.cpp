@@ -59,24 +59,36 @@ std::string human_size(std::uint64_t bytes) {
     return std::string(number) + units[unit];
 }
 
-std::string joined(const Json& parts, char separator);
+struct CellText {
+    Look look;
+    const TableStyle& style;
 
-std::string cell_text(const Json& value, Look look, const TableStyle& style) {
-    if (value.is_null()) return style.tree ? "" : "-";
-    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
-    if (value.is_string()) return safe_text(value.get_ref<const std::string&>());
-    if (value.is_object()) return joined(value, ',');
-    if (value.is_array()) return joined(value, on_terminal() ? '\n' : ' ');
-    return look == Look::bytes && !style.exact_bytes ? human_size(value.get<std::uint64_t>()) : value.dump();
-}
-
-std::string joined(const Json& parts, char separator) {
-    std::string text;
-    for (const Json& part : parts) {
-        if (!text.empty()) text += separator;
-        text += cell_text(part, Look::plain, {});
+    std::string operator()(std::monostate) const { return style.tree ? "" : "-"; }
+    std::string operator()(bool truth) const { return truth ? "yes" : "no"; }
+    std::string operator()(std::uint64_t number) const {
+        return look == Look::bytes && !style.exact_bytes ? human_size(number) : std::to_string(number);
     }
-    return text;
+    std::string operator()(const std::string& text) const { return safe_text(text); }
+    std::string operator()(const Values& values) const {
+        std::string text;
+        for (const Value& value : values) add(text, value, on_terminal() ? '\n' : ' ');
+        return text.empty() ? (*this)(std::monostate()) : text;
+    }
+    std::string operator()(const Fields& fields) const {
+        std::string text;
+        for (const auto& [name, value] : fields) add(text, value, ',');
+        return text;
+    }
+
+private:
+    void add(std::string& text, const Value& value, char separator) const {
+        if (!text.empty()) text += separator;
+        text += std::visit(*this, value.content);
+    }
+};
+
+std::string cell_text(const Value& value, Look look, const TableStyle& style) {
+    return std::visit(CellText{look, style}, value.content);
 }
 
 Table make_table(const TableStyle& style) {
@@ -120,7 +132,7 @@ void add_lines(libscols_table& table, libscols_line* parent, const std::vector<H
 
 bool has_number(const std::vector<Line>& lines, std::size_t column) {
     for (const Line& line : lines) {
-        if (line.values[column].is_number() || has_number(line.below, column)) return true;
+        if (line.values[column].as<std::uint64_t>() != nullptr || has_number(line.below, column)) return true;
     }
     return false;
 }

@@ -170,7 +170,7 @@ def waiting_is_shown():
         check("the line says what for, within the width",
               line.startswith("log in to iqn.") and len(line) < columns, line)
         login.end()
-        check("the line is erased", " s\n" not in login.screen() and login.screen().startswith("opinitctl: not"),
+        check("the line is erased", " s\n" not in login.screen() and login.screen().startswith("opinitctl: open-iscsi"),
               login.screen())
 
 

@@ -1,7 +1,8 @@
-#include "nearest.h"
+#include "names.h"
 
 #include <algorithm>
 #include <numeric>
+#include <string_view>
 
 namespace opinitctl {
 namespace {
@@ -23,8 +24,21 @@ std::size_t mistakes(std::string_view from, std::string_view to) {
 
 }  // namespace
 
-std::string nearest(std::string_view word, const std::vector<std::string>& known) {
-    return *std::min_element(known.begin(), known.end(), [word](const auto& left, const auto& right) {
+std::string enumeration(const Names& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+Names without(Names names, const Names& others) {
+    std::erase_if(names, [&others](const std::string& name) {
+        return std::find(others.begin(), others.end(), name) != others.end();
+    });
+    return names;
+}
+
+std::string nearest(const std::string& word, const Names& known) {
+    return *std::min_element(known.begin(), known.end(), [&word](const auto& left, const auto& right) {
         return mistakes(word, left) < mistakes(word, right);
     });
 }

@@ -1,0 +1,28 @@
+// Short texts and directories of the host: sysfs, procfs, open-iscsi's databases.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace opinitctl {
+
+/// Content without the newline at its end; empty where it cannot be read.
+std::string text_in(const std::string& path);
+
+/// The same line by line.
+std::vector<std::string> lines_in(const std::string& path);
+
+/// Names in a directory, sorted; none where it cannot be listed.
+std::vector<std::string> names_in(const std::string& path);
+
+/// What a link says; empty where it is none.
+std::string link_text(const std::string& path);
+
+/// The pieces between separators, of which there is one more than separators.
+std::vector<std::string> split(const std::string& text, char separator);
+
+/// Decimal digits and nothing else.
+std::optional<unsigned int> number_in(const std::string& text);
+
+}  // namespace opinitctl
