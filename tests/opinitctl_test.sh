@@ -53,9 +53,11 @@ while IFS='|' read -r arguments says; do
 done <<'TABLE'
 |--help
 sesions --json|did you mean*sessions
-disks|SESSION
-logout 256|0 to 255
+disks x|number
+disks 010|number
 disks 4294967297|number
+logout|--all
+logout 1 --all|--all
 config set NoSuchKey=1|no setting
 config set 'FastAbort=No\nnode.startup'$'\n'=x|control
 config set --secret-file password=- --secret-file password_in=-|one secret only
@@ -72,21 +74,22 @@ check "refused arguments run nothing" is "$(calls)" "$before"
 # --- help names the exit codes, on every command
 commands=$(opinitctl --help | sed -n '/^Subcommands:/,/^[^ S]/s/^  \([a-z]*\) .*/\1/p')
 check "every command is listed" is "$(echo $commands)" "status start stop version message node config discover targets \
-portals login logout remove forget sessions connections disks metrics doctor help"
+portals remove forget login logout sessions connections disks tree metrics doctor help"
 for name in '' ${commands/help} 'config set'; do
     gives 0 '*Exit status: 0 done; 1 *2 wrong usage*' '' $name --help
 done
 
 # --- a target's life, in both forms
 gives 0 "TARGET*$array:disks*" '' discover $p1
-gives 0 "*$array:disks*10.0.0.2:3260*" '' login $array:disks 10.0.0.2:3260 --persistent --header-digest
+gives 0 "*$array:disks*10.0.0.2:3260*" "*other targets*10.0.0.2*startup, digests ($array:empty)" \
+    login $array:disks 10.0.0.2:3260 --persistent --header-digest
 session=$(awk 'NR == 2 { print $1 }' /tmp/out)
 gives 0 "*10.0.0.1:3260*" '' login $array:disks $p1
 gives 0 '*' '' disks "$session"
-check "a disk's row" is "$(row 10)" "10 sdc 100G EXAMPLE ARCHIVE-DISK $(row 10 | grep -o '[0-9]*:0:0:10') $array:disks"
+check "a disk's row" is "$(row "$session 10")" "$session 10 sdc 100G EXAMPLE ARCHIVE-DISK running $array:disks"
 gives 0 "*10.0.0.2:3260*10.0.0.100*" '' connections "$session"
 gives 0 "*10.0.0.1:3260*10.0.0.2:3260*" '' portals $array:disks
-gives 1 '' '*167: Session is ACTIVE*may be gone*' remove 10.0.0.1
+gives 1 '' "*167: Session is ACTIVE*$array:chap*gone all the same*" remove 10.0.0.1
 for listing in status version node config sessions targets doctor "disks $session" "connections $session" \
     "portals $array:disks" "discover $p1" "message 182" "config set FastAbort=No"; do
     answer $listing --json
@@ -95,7 +98,7 @@ done
 
 # --- a login that open-iscsi did not call failed
 override 'exit 0'
-gives 1 '' "*not logged in: open-iscsi reported no failure*$array:empty*doctor*" login $array:empty 10.0.0.2
+gives 1 '' "*open-iscsi reported no failure*no session to $array:empty*doctor*" login $array:empty 10.0.0.2
 gives 0 '*' '*already logged in*' login $array:disks 10.0.0.2
 
 # --- what commands print cannot reach the terminal raw, nor the results
@@ -115,7 +118,7 @@ check "results that cannot be written are a failure" eval '! opinitctl status >/
 
 # --- settings: what was replaced and what was appended
 lines=$(wc -l <$conf)
-gives 0 '*' '' config set FastAbort=Yes ERL=1 InitiatorName=iqn.2024-01.test:me
+gives 0 '*' '*whole of*3 other lines*sessions that are up*' config set FastAbort=Yes ERL=1 InitiatorName=iqn.2024-01.test:me
 for change in "27 node.session.iscsi.FastAbort Yes" "14 node.session.iscsi.ERL 1"; do
     read -r id key new <<<"$change"
     line=$(grep -nxF "$key = $new" $conf | cut -d: -f1)
@@ -142,7 +145,7 @@ for listing in config '--json config' "--json config set --secret-file password=
     check "$listing keeps the secret" eval '[ $code = 0 ] && ! grep -qF Sesame /tmp/out /tmp/err'
 done
 printf 'secretsecret1\r\n' >/tmp/in && echo secretsecret2 >/tmp/in2
-gives 0 "*$array:mutual*" '' login $array:mutual $p1 --chap-user user1 --chap-secret-file - \
+gives 0 "*$array:mutual*" "*CHAP ($array:chap*" login $array:mutual $p1 --chap-user user1 --chap-secret-file - \
     --chap-user-in user2 --chap-secret-in-file /tmp/in2
 for bad in '|empty' 'Ses\nSesame\n|one line' 'Ses\0ame|one line' 'Ses%0600d|longer'; do
     printf "${bad%|*}" >/tmp/bad
