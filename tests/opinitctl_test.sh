@@ -86,7 +86,7 @@ gives 0 "*$array:disks*10.0.0.2:3260*" "*other targets*10.0.0.2*startup, digests
 session=$(awk 'NR == 2 { print $1 }' /tmp/out)
 gives 0 "*10.0.0.1:3260*" '' login $array:disks $p1
 gives 0 '*' '' disks "$session"
-check "a disk's row" is "$(row "$session 10")" "$session 10 sdc 100G EXAMPLE ARCHIVE-DISK running $array:disks"
+check "a disk's row" is "$(row "$session +10")" "$session 10 sdc 100G EXAMPLE ARCHIVE-DISK running $array:disks"
 gives 0 "*10.0.0.2:3260*10.0.0.100*" '' connections "$session"
 gives 0 "*10.0.0.1:3260*10.0.0.2:3260*" '' portals $array:disks
 gives 1 '' "*167: Session is ACTIVE*$array:chap*gone all the same*" remove 10.0.0.1
