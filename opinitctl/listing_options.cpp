@@ -20,15 +20,17 @@ std::string as_heading(std::string name) {
     return CLI::detail::to_lower(name);
 }
 
-CLI::Validator is_column(const Names& names) {
+CLI::Validator is_column(const std::vector<Heading>& headings) {
     return CLI::Validator(
-        [names](std::string& name) -> std::string {
-            for (const std::string& known : names) {
-                if (as_heading(known) != as_heading(name)) continue;
+        [headings](std::string& name) -> std::string {
+            for (const Heading& heading : headings) {
+                const std::string known = heading_text(heading);
+                const std::string meant = as_heading(name);
+                if (meant != as_heading(known) && meant != as_heading(heading.key)) continue;
                 name = known;
                 return {};
             }
-            return "there is no column \"" + name + "\"; the columns are " + enumeration(names);
+            return "there is no column \"" + name + "\"; the columns are " + enumeration(names_of(headings));
         },
         "");
 }
@@ -36,12 +38,13 @@ CLI::Validator is_column(const Names& names) {
 }  // namespace
 
 void add_record_options(CLI::App& command, Output& output, const std::vector<Heading>& headings) {
-    const Names names = names_of(headings);
-    command.add_option("-o,--output", output.chosen, "Columns to show, of " + enumeration(names))
-        ->type_name("COLUMN,...")
+    command
+        .add_option("-o,--output", output.chosen,
+                    "Columns to show, separated by commas: " + enumeration(names_of(headings)))
+        ->type_name("COLUMN")
         ->delimiter(',')
-        ->expected(1)
-        ->transform(is_column(names));
+        ->allow_extra_args(false)
+        ->transform(is_column(headings));
     command.add_flag("--noheadings", output.no_headings, "Print no headings");
     const auto is_size = [](const Heading& heading) { return heading.look == Look::bytes; };
     if (std::any_of(headings.begin(), headings.end(), is_size)) {
@@ -53,7 +56,7 @@ void add_listing_options(CLI::App& command, Output& output, const std::vector<He
     add_record_options(command, output, headings);
     command.add_option("--sort", output.sorted_by, "Sort by a column, what is not known last")
         ->type_name("COLUMN")
-        ->transform(is_column(names_of(headings)));
+        ->transform(is_column(headings));
 }
 
 }  // namespace opinitctl

@@ -207,7 +207,24 @@ def time_limits_end_it():
                          check=False).returncode == 2)
 
 
-for group in (secrets_are_asked_for, prompts_put_the_terminal_in_order, waiting_is_shown, every_way_out_is_clean,
+def tables_suit_the_terminal():
+    name = f"{ARRAY}:disks"
+    opinitctl("login", name, "10.0.0.1").end()
+    for columns in (60, 120):
+        table = opinitctl("sessions", columns=columns)
+        check("shown", table.end() == 0)
+        plain = table.shown.replace("\x1b[32m", "").replace("\x1b[0m", "").split("\r\n")
+        check("the width is kept to", max(map(len, plain)) <= columns, plain)
+        check("nothing of the name is lost", name in "".join(line[8:].split(" ")[0] for line in plain), plain)
+    for variable, value, coloured in (("TERM", "xterm", True), ("NO_COLOR", "1", False), ("NO_COLOR", "", True),
+                                      ("TERM", "dumb", False)):
+        table = Terminal("env", "TERM=xterm", f"{variable}={value}", PROGRAM, "sessions")
+        table.end()
+        check(f"{variable}={value}", ("\x1b[32mlogged_in" in table.shown) == coloured, table.shown)
+    opinitctl("logout", "--all").end()
+
+
+for group in (tables_suit_the_terminal, secrets_are_asked_for, prompts_put_the_terminal_in_order, waiting_is_shown, every_way_out_is_clean,
               time_limits_end_it):
     discover()
     group()
