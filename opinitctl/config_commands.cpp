@@ -3,13 +3,13 @@
 #include <iostream>
 #include <vector>
 
-#include "answer_buffer.h"
 #include "arguments.h"
 #include "commands.h"
 #include "config_changes.h"
 #include "diagnostics.h"
 #include "errors.h"
 #include "host_files.h"
+#include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "listing_options.h"
@@ -59,7 +59,7 @@ void show_node(const Output& output) {
 }
 
 std::vector<Property> settings_of(ISCSI_Initiator& initiator) {
-    AnswerBuffer<Property> answer;
+    kvlinopinitr::AnswerBuffer<Property> answer;
     require_success(initiator, "read the settings",
                     initiator.GetInitiatorGlobals(answer.data(), answer.bytes()));
     return answer.records();

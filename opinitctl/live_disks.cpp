@@ -1,7 +1,7 @@
 #include "live_disks.h"
 
-#include "answer_buffer.h"
 #include "host_files.h"
+#include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "operation.h"
 
@@ -59,7 +59,7 @@ Disk disk_of(const Record& record, unsigned int session) {
 std::vector<Disk> disks_of(ISCSI_Initiator& initiator, unsigned int session) {
     // As text the interface takes any number, and none that could be read in another way.
     std::string number = std::to_string(session);
-    AnswerBuffer<Record> answer;
+    kvlinopinitr::AnswerBuffer<Record> answer;
     unsigned int count = 0;
     const unsigned int status = initiator.QueryDisks(reinterpret_cast<unsigned char*>(number.data()),
                                                      answer.data(), &count, answer.bytes());

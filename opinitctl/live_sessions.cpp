@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "answer_buffer.h"
 #include "host_files.h"
+#include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "operation.h"
 #include "portal.h"
@@ -29,7 +29,7 @@ Session session_of(const Record& record, const SysfsSession& live) {
 }
 
 std::vector<Record> session_records(ISCSI_Initiator& initiator) {
-    AnswerBuffer<Record> answer;
+    kvlinopinitr::AnswerBuffer<Record> answer;
     unsigned int count = 0;
     const unsigned int status = initiator.QuerySessionList(answer.data(), &count, answer.bytes());
     if (status == iscsi_status::no_such_session) return {};

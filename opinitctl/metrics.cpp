@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "answer_buffer.h"
 #include "commands.h"
 #include "errors.h"
+#include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator.h"
@@ -32,7 +32,7 @@ Gauge sessions_by_state(const Sessions& sessions) {
 std::optional<Disks> disks_of(ISCSI_Initiator& initiator, const SysfsSession& session) {
     // As text the interface takes any number.
     std::string number = std::to_string(session.number);
-    AnswerBuffer<_DiskInformation> answer;
+    kvlinopinitr::AnswerBuffer<_DiskInformation> answer;
     unsigned int count = 0;
     const unsigned int status = initiator.QueryDisks(reinterpret_cast<unsigned char*>(number.data()),
                                                      answer.data(), &count, answer.bytes());

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <set>
 
-#include "answer_buffer.h"
 #include "arguments.h"
 #include "commands.h"
 #include "diagnostics.h"
+#include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "listing_options.h"
@@ -67,7 +67,7 @@ void ask_for_connection(ISCSI_Initiator& initiator, unsigned int number) {
     if (!can_be_named(number)) return;
     _SessionInformation session = {};
     session.SessionId[0] = static_cast<std::uint8_t>(number);
-    AnswerBuffer<_ConnectionInformation> answer;
+    kvlinopinitr::AnswerBuffer<_ConnectionInformation> answer;
     const unsigned int status =
         initiator.GetList(the_initiator, LIST_CONNECTIONS, answer.data(), answer.bytes(), &session);
     require_success(initiator, "tell all of the connection of session " + std::to_string(number), status,

@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <vector>
 
-#include "answer_buffer.h"
 #include "arguments.h"
 #include "commands.h"
 #include "diagnostics.h"
 #include "errors.h"
+#include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
@@ -68,7 +68,7 @@ Names names_of(const std::vector<_TargetInformation>& records) {
 void discover(const Portal& at, unsigned int limit, const Output& output) {
     Portal portal = at;
     OpenInitiator initiator;
-    AnswerBuffer<_TargetInformation> answer;
+    kvlinopinitr::AnswerBuffer<_TargetInformation> answer;
     unsigned int count = 0;
     const Task task = {"discover targets at " + portal.given, std::chrono::seconds(limit),
                        "what an earlier discovery recorded of this portal is gone"};
@@ -87,7 +87,7 @@ void discover(const Portal& at, unsigned int limit, const Output& output) {
 
 /// What the library lists. It runs commands that delete discovery records without targets.
 Names listed_targets(ISCSI_Initiator& initiator) {
-    AnswerBuffer<_TargetInformation> answer;
+    kvlinopinitr::AnswerBuffer<_TargetInformation> answer;
     const Task task = {"list the targets"};
     // Nothing recorded is an empty list to whoever asks what is recorded.
     const Answer listed = run(task, [&] {
@@ -135,7 +135,7 @@ Portals portals_in(const std::string& target, const std::vector<_TargetPortalGro
 
 void show_portals(std::string target, const Output& output) {
     OpenInitiator initiator;
-    AnswerBuffer<_TargetPortalGroups> answer;
+    kvlinopinitr::AnswerBuffer<_TargetPortalGroups> answer;
     const Task task = {"list the portals of " + target};
     const Answer listed = run(task, [&] {
         return initiator.GetList(the_initiator, LIST_PORTAL_GROUPS, answer.data(), answer.bytes(),
