@@ -19,10 +19,8 @@ def with_port(portal):
     return portal if has_port else portal + ":3260"
 
 
-def is_recorded(opinitctl, recorded, target):
-    if target["name"] not in recorded:
-        return False
-    portals = opinitctl.ask("portals", target["name"])
+def is_recorded(recorded, target):
+    portals = recorded.get(target["name"], {}).get("portals", [])
     return with_port(target["portal"]) in [portal["portal"] for portal in portals]
 
 
@@ -55,7 +53,7 @@ def main():
             missing.append(target)
     if not module.check_mode:
         # All discoveries before the first login: they reset the records that a login has set.
-        unknown = [target for target in missing if not is_recorded(opinitctl, recorded, target)]
+        unknown = [target for target in missing if not is_recorded(recorded, target)]
         for portal in sorted({target["portal"] for target in unknown}):
             opinitctl.ask("discover", portal)
         for target in missing:
