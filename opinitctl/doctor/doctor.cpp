@@ -1,0 +1,106 @@
+// doctor.
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <set>
+
+#include "doctor/check.h"
+#include "commands.h"
+#include "diagnostics.h"
+#include "errors.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "doctor/report.h"
+#include "safe_text.h"
+
+namespace opinitctl {
+namespace {
+
+using namespace doctor;
+
+struct Request {
+    bool fix = false;
+    bool yes = false;
+};
+
+Checks examine_host() {
+    Checks all;
+    for (const auto examine :
+         {examine_stack, examine_start, examine_settings, examine_commands, examine_sessions}) {
+        const Checks some = examine();
+        all.insert(all.end(), some.begin(), some.end());
+    }
+    return all;
+}
+
+bool agrees(const Fix& fix) {
+    std::cerr << safe_text(fix.what) << "? [y/N] " << std::flush;
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+/// What was done and how to undo it, or an empty text.
+std::string mend(const Check& check, bool without_asking) {
+    if (!without_asking && !agrees(*check.fix)) return "";
+    try {
+        check.fix->apply();
+    } catch (const std::exception& error) {
+        diagnose("cannot " + check.fix->what + ": " + error.what());
+        return "";
+    }
+    return check.fix->what + "; undone by: " + check.fix->undo;
+}
+
+/// Offers each fix once. One may do for several checks, so the host is looked at again after each.
+std::vector<Finding> mend_host(bool without_asking) {
+    std::set<std::string> offered;
+    std::vector<Finding> mended;
+    for (;;) {
+        const Checks checks = examine_host();
+        const auto next = std::find_if(checks.begin(), checks.end(), [&offered](const Check& check) {
+            return check.fix && !offered.contains(check.name);
+        });
+        if (next == checks.end()) break;
+        offered.insert(next->name);
+        if (const std::string done = mend(*next, without_asking); !done.empty())
+            mended.push_back({*next, done});
+    }
+    return mended;
+}
+
+void examine(const Request& request, const Output& output) {
+    if (request.fix && !request.yes && isatty(STDIN_FILENO) == 0) {
+        throw UsageError("no terminal to ask at: --yes makes all changes");
+    }
+    // Chains of records have their shape once an object was made.
+    const OpenInitiator initiator;
+    std::vector<Finding> findings;
+    if (request.fix) findings = mend_host(request.yes);
+    const Checks checks = examine_host();
+    for (const Check& check : checks) findings.push_back({check});
+    report(findings, output);
+    const auto problems = std::count_if(checks.begin(), checks.end(),
+                                        [](const Check& check) { return check.result == Result::problem; });
+    if (problems > 0) throw Failure("problems found: " + std::to_string(problems));
+}
+
+void declare(CLI::App& command, Output& output) {
+    const auto request = std::make_shared<Request>();
+    CLI::Option* const fix =
+        command.add_flag("--fix", request->fix, "Offer the changes that can be undone, one by one");
+    command.add_flag("--yes", request->yes, "Make them all without asking")->needs(fix);
+    command.callback([request, &output] { examine(*request, output); });
+}
+
+constexpr Command commands[] = {
+    {"doctor", "Tell what is wrong on this host and what helps", declare},
+};
+
+}  // namespace
+
+std::span<const Command> doctor_commands() {
+    return commands;
+}
+
+}  // namespace opinitctl

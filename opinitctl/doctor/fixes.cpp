@@ -1,0 +1,130 @@
+#include "doctor/fixes.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <system_error>
+#include <thread>
+
+#include "errors.h"
+#include "doctor/host.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "operation.h"
+
+namespace opinitctl::doctor {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+void start() {
+    OpenInitiator initiator;
+    const Task task = {"start the stack"};
+    require_success(initiator, task.what, run(task, [&] { return initiator.StartInitiator(the_initiator); }));
+}
+
+bool is_gone(int process) {
+    for (int i = 0; i < 100; ++i) {
+        if (command_line(process).empty()) return true;
+        std::this_thread::sleep_for(20ms);
+    }
+    return false;
+}
+
+void end_daemon(int process) {
+    // The number may have passed on to another process since it was found.
+    if (const auto words = command_line(process); words.empty() || !words.front().ends_with("iscsid")) return;
+    kill(process, SIGTERM);
+    if (is_gone(process)) return;
+    kill(process, SIGKILL);
+    if (!is_gone(process)) throw Failure("process " + std::to_string(process) + " does not end");
+}
+
+/// What open-iscsi's own generator of names prints.
+std::string generated_name() {
+    const std::unique_ptr<FILE, decltype(&pclose)> command(popen("iscsi-iname 2>/dev/null", "r"), pclose);
+    char line[256] = {};
+    if (command == nullptr || std::fgets(line, sizeof line, command.get()) == nullptr) return "";
+    const std::string name = line;
+    return name.substr(0, name.find('\n'));
+}
+
+void write_new_file(const std::string& path, const std::string& content) {
+    if (exists(path)) throw Failure(path + " is there already");
+    std::ofstream file(path);
+    if (!(file << content).flush())
+        throw std::system_error(errno, std::generic_category(), "cannot write " + path);
+}
+
+std::string octal(mode_t mode) {
+    char text[8];
+    std::snprintf(text, sizeof text, "%04o", mode & 07777);
+    return text;
+}
+
+std::string free_name_beside(const std::string& path) {
+    std::string name = path + ".aside";
+    for (int i = 2; fs::exists(fs::symlink_status(name)); ++i) name = path + ".aside" + std::to_string(i);
+    return name;
+}
+
+}  // namespace
+
+Fix start_stack() {
+    return {"start the stack", "opinitctl stop", start};
+}
+
+Fix replace_daemon(int process) {
+    return {"end process " + std::to_string(process) + " and start the stack; sessions stay",
+            "opinitctl stop", [process] {
+                end_daemon(process);
+                start();
+            }};
+}
+
+std::optional<Fix> name_initiator(const std::string& name_file) {
+    const std::string name = generated_name();
+    if (name.empty()) return std::nullopt;
+    return Fix{"write the new name " + name + " into " + name_file, "rm " + name_file,
+               [=] { write_new_file(name_file, "InitiatorName=" + name + "\n"); }};
+}
+
+Fix make_link(const std::string& path, const std::string& target) {
+    const bool is_link = fs::is_symlink(path);
+    return {"make " + path + " a link to " + target,
+            is_link ? "ln -sfn " + fs::read_symlink(path).string() + ' ' + path : "rm " + path, [=] {
+                const std::string link = path + ".new";
+                fs::create_symlink(target, link);
+                fs::rename(link, path);
+            }};
+}
+
+Fix move_aside(const std::string& path) {
+    const std::string aside = free_name_beside(path);
+    return {"move " + path + " to " + aside, "mv " + aside + ' ' + path, [=] { fs::rename(path, aside); }};
+}
+
+Fix create_empty(const std::string& path) {
+    return {"make an empty " + path, "rm " + path, [=] { write_new_file(path, ""); }};
+}
+
+Fix change_mode(const std::string& path, unsigned int add, unsigned int take) {
+    struct stat entry = {};
+    stat(path.c_str(), &entry);
+    const mode_t mode = ((entry.st_mode | add) & ~take) & 07777;
+    return {"chmod " + octal(mode) + ' ' + path, "chmod " + octal(entry.st_mode) + ' ' + path, [=] {
+                if (chmod(path.c_str(), mode) != 0) {
+                    throw std::system_error(errno, std::generic_category(),
+                                            "cannot change the mode of " + path);
+                }
+            }};
+}
+
+}  // namespace opinitctl::doctor

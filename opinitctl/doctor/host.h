@@ -1,0 +1,35 @@
+// Questions to the host that several checks ask.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace opinitctl::doctor {
+
+bool exists(const std::string& path);
+bool is_executable(const std::string& path);
+bool is_root();
+
+/// 0, or why the file cannot be opened so.
+int open_error(const std::string& path, int mode);
+
+/// "PATH: why", for an error of the system.
+std::string reason(const std::string& path, int error);
+
+/// What helps against an error of open_error(), or `otherwise`.
+std::string remedy_for(int error, const std::string& path, const std::string& otherwise);
+
+/// The release of the running kernel.
+std::string kernel_release();
+
+/// The program's path by PATH, or an empty text.
+std::string find_program(const std::string& name);
+
+bool systemd_runs_the_host();
+
+/// Numbers of the daemon's processes, found as the library finds them.
+std::vector<int> daemon_processes();
+/// The words that a process was started with, empty when there is none.
+std::vector<std::string> command_line(int process);
+
+}  // namespace opinitctl::doctor

@@ -1,0 +1,91 @@
+#include "doctor/report.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iomanip>
+#include <iostream>
+#include <limits>
+#include <sstream>
+
+#include "safe_text.h"
+
+namespace opinitctl::doctor {
+namespace {
+
+constexpr std::size_t indentation = 9;
+constexpr std::size_t least_width = 20;
+
+/// Columns of the terminal; without one no line is broken.
+std::size_t width() {
+    winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return std::numeric_limits<std::size_t>::max();
+    return size.ws_col == 0 ? 80 : std::max<std::size_t>(size.ws_col, least_width);
+}
+
+/// Prints words behind what stands in the first line; further lines begin below the first word.
+void print_wrapped(const std::string& text, std::size_t columns) {
+    std::istringstream words(text);
+    std::size_t column = indentation;
+    for (std::string word; words >> word; column += word.size()) {
+        if (column > indentation && column + 1 + word.size() >= columns) {
+            std::cout << '\n' << std::string(indentation, ' ');
+            column = indentation;
+        } else if (column > indentation) {
+            std::cout << ' ';
+            ++column;
+        }
+        std::cout << word;
+    }
+    std::cout << '\n';
+}
+
+const char* word_for(Result result) {
+    return result == Result::ok ? "ok" : result == Result::note ? "note" : "problem";
+}
+
+/// https://no-color.org
+bool wants_colours() {
+    const char* const no_colour = std::getenv("NO_COLOR");
+    return isatty(STDOUT_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
+}
+
+std::string coloured(Result result) {
+    std::ostringstream padded;
+    padded << std::left << std::setw(indentation) << word_for(result);
+    if (!wants_colours()) return padded.str();
+    static constexpr const char* colours[] = {"\033[32m", "\033[33m", "\033[31m"};
+    return colours[static_cast<int>(result)] + padded.str() + "\033[0m";
+}
+
+void print(const Finding& finding, std::size_t columns) {
+    const Check& check = finding.check;
+    std::cout << coloured(check.result);
+    print_wrapped(check.name + ": " + safe_text(check.finding), columns);
+    for (const auto& [label, text] : {std::pair{"remedy: ", check.remedy}, {"done: ", finding.done}}) {
+        if (text.empty()) continue;
+        std::cout << std::string(indentation, ' ');
+        print_wrapped(label + safe_text(text), columns);
+    }
+}
+
+const Columns<Finding> columns = {
+    {"check", [](const Finding& finding) -> Json { return finding.check.name; }},
+    {"result", [](const Finding& finding) -> Json { return word_for(finding.check.result); }},
+    {"finding", [](const Finding& finding) -> Json { return finding.check.finding; }},
+    {"remedy", [](const Finding& finding) { return text_or_null(finding.check.remedy); }},
+    {"fix",
+     [](const Finding& finding) { return finding.check.fix ? Json(finding.check.fix->what) : Json(); }},
+    {"done", [](const Finding& finding) { return text_or_null(finding.done); }},
+};
+
+}  // namespace
+
+void report(const std::vector<Finding>& findings, const Output& output) {
+    if (output.json) return output.list(columns, findings);
+    for (const Finding& finding : findings) print(finding, width());
+}
+
+}  // namespace opinitctl::doctor
