@@ -6,26 +6,18 @@
 import glob
 import os
 import subprocess
-import sys
 
 from prometheus_client import parser
 from prometheus_client.openmetrics import parser as openmetrics
 
-HERE = os.path.dirname(os.path.realpath(__file__))
-if not os.path.exists("/run/simhost/proc/self"):
-    os.execv(f"{HERE}/../simhost/enter", ["enter", sys.executable, os.path.realpath(__file__), *sys.argv[1:]])
+from support import simulated
+from support.simulated import check, opinitctl
 
-PROGRAM = sys.argv[1]
-os.environ["ASAN_OPTIONS"] = "detect_leaks=0"  # needs more of /proc than there is here
-
-
-def opinitctl(*arguments):
-    return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, check=False)
+simulated.enter()
 
 
 def add_session(*options):
-    command = os.path.realpath("/run/simhost/bin/iscsiadm")
-    return int(subprocess.run([command, "add-session", *options], capture_output=True, check=True).stdout)
+    return int(simulated.simhost("add-session", *options))
 
 
 def metrics():
@@ -36,7 +28,7 @@ def metrics():
                for family in families for sample in family.samples}
     older = {(sample.name, tuple(sample.labels.items())): sample.value
              for family in parser.text_string_to_metric_families(text) for sample in family.samples}
-    assert older == samples, (older, samples)
+    check("both parsers read the same", older == samples, (older, samples))
     return samples, {family.name: family for family in families}
 
 
@@ -59,26 +51,27 @@ for target, portal, count, size in (("iqn.a", "10.0.0.1:3260", 3, 2560), ("iqn.a
 stack = {("opinit_stack_installed", ()): 1, ("opinit_stack_running", ()): 1, ("opinit_module_loaded", ()): 1,
          ("opinit_daemon_processes", ()): 2}
 seen, known = metrics()
-assert seen == sessions | luns | stack, seen
-assert known["opinit_lun_size_bytes"].unit == "bytes"
-assert all(family.type == "gauge" and family.documentation for family in known.values()), known
+check("all is counted", seen == sessions | luns | stack, seen)
+check("a size has its unit", known["opinit_lun_size_bytes"].unit == "bytes")
+check("each is explained", all(family.type == "gauge" and family.documentation for family in known.values()), known)
 
 # A file is replaced in one step, or stays.
 file = "/tmp/opinit.prom"
 with open(file, "w", encoding="utf-8") as old:
     old.write("old")
 os.link(file, "/tmp/old")
-assert opinitctl("metrics", file).returncode == 0
+check("a file is written", opinitctl("metrics", file).returncode == 0)
 with open(file, encoding="utf-8") as new, open("/tmp/old", encoding="utf-8") as old:
-    assert new.read() == opinitctl("metrics").stdout and old.read() == "old"
-assert os.stat(file).st_mode & 0o777 == 0o644 and glob.glob("/tmp/.opinit*") == []
+    check("in the place of the old one", new.read() == opinitctl("metrics").stdout and old.read() == "old")
+check("for all to read, and nothing else stays", os.stat(file).st_mode & 0o777 == 0o644 and not glob.glob("/tmp/.opinit*"))
 refused = opinitctl("metrics", "/usr/opinit.prom")
-assert refused.returncode == 1 and "cannot write /usr/opinit.prom" in refused.stderr, refused
-assert opinitctl("metrics", "--json").returncode == 2
+check("a file that cannot be written is a failure",
+      refused.returncode == 1 and "cannot write /usr/opinit.prom" in refused.stderr, refused)
+check("there is no JSON", opinitctl("metrics", "--json").returncode == 2)
 
 # Without the daemon the interface does not tell of LUNs; the sessions live on.
 subprocess.run(["killall", "iscsid"], check=True)
 seen, _ = metrics()
 stack |= {("opinit_stack_running", ()): 0, ("opinit_daemon_processes", ()): 0}
-assert seen == sessions | stack, seen
-print("all is as two parsers expect it")
+check("what is known is counted", seen == sessions | stack, seen)
+simulated.finish()

@@ -5,43 +5,24 @@
 """
 import glob
 import os
+import re
 import signal
 import subprocess
-import sys
 import termios
 import time
 
 import pexpect
 
-HERE = os.path.dirname(os.path.realpath(__file__))
-if not os.path.exists("/run/simhost/proc/self"):
-    os.execv(f"{HERE}/../simhost/enter", ["enter", sys.executable, os.path.realpath(__file__), *sys.argv[1:]])
+from support import simulated
+from support.simulated import check
 
-PROGRAM = sys.argv[1]
+PROGRAM = simulated.enter()
 ARRAY = "iqn.2024-01.example.array"
-OVERRIDE = "/run/simhost/override/iscsiadm"
-os.environ["ASAN_OPTIONS"] = "detect_leaks=0"  # needs more of /proc than there is here
-os.chdir("/tmp")
-checks = failed = 0
-
-
-def check(name, holds, seen=""):
-    global checks, failed
-    checks += 1
-    if not holds:
-        failed += 1
-        print(f"FAILED {name}\n    {seen!r}")
 
 
 def calls():
     with open("/run/simhost/calls.log", encoding="utf-8") as log:
         return log.readlines()
-
-
-def replace_iscsiadm(script):
-    with open(OVERRIDE, "w", encoding="utf-8") as file:
-        file.write("#!/bin/bash\n" + script)
-    os.chmod(OVERRIDE, 0o755)
 
 
 def processes(argument):
@@ -81,7 +62,7 @@ class Terminal:
 
     def end(self):
         """The exit status, negative for a signal."""
-        self.child.expect(pexpect.EOF)
+        self.child.expect([pexpect.EOF, pexpect.TIMEOUT])
         self.shown += self.child.before
         self.child.close()
         return -self.child.signalstatus if self.child.signalstatus else self.child.exitstatus
@@ -162,7 +143,7 @@ def prompts_put_the_terminal_in_order():
 
 
 def waiting_is_shown():
-    replace_iscsiadm("sleep 1.3\n")
+    simulated.replace_command("iscsiadm", "sleep 1.3\n")
     for columns in (100, 40):
         login = opinitctl("login", f"{ARRAY}:empty", "10.0.0.2", columns=columns)
         login.wait_for(": 1 s")
@@ -180,7 +161,7 @@ def every_way_out_is_clean():
     table = [("sleep 1234\n", "key", 130), ("sleep 1234\n", signal.SIGTERM, 143), ("sleep 1234\n", signal.SIGHUP, 129),
              ("sleep 1234\n", signal.SIGQUIT, 131), (stubborn, "key", 130)]
     for script, request, status in table:
-        replace_iscsiadm("echo reached >/tmp/reached\n" + script)
+        simulated.replace_command("iscsiadm", "echo reached >/tmp/reached\n" + script)
         login = opinitctl("login", f"{ARRAY}:empty", "10.0.0.2", "--persistent")
         while not os.path.exists("/tmp/reached"):
             time.sleep(0.02)
@@ -193,18 +174,17 @@ def every_way_out_is_clean():
 
 
 def time_limits_end_it():
-    replace_iscsiadm("sleep 1234\n")
+    simulated.replace_command("iscsiadm", "sleep 1234\n")
     for command in (["discover", "10.0.0.2"], ["login", f"{ARRAY}:empty", "10.0.0.2"]):
         begin = time.monotonic()
-        done = subprocess.run([PROGRAM, *command, "--timeout", "1"], capture_output=True, text=True, check=False)
+        done = simulated.opinitctl(*command, "--timeout", "1")
         took = time.monotonic() - begin
         check(f"{command[0]} gives up in time", done.returncode == 1 and 1 <= took < 2.5, (done, took))
         check("one line says so where no terminal is", done.stdout == "" and "gave up after 1 s" in done.stderr
               and done.stderr.startswith("opinitctl: cannot ") and done.stderr.count("\n") == 1, done)
         nothing_stays(f"the time limit of {command[0]}")
     check("the limit is a number of seconds",
-          subprocess.run([PROGRAM, "discover", "10.0.0.1", "--timeout", "0"], capture_output=True,
-                         check=False).returncode == 2)
+          simulated.opinitctl("discover", "10.0.0.1", "--timeout", "0").returncode == 2)
 
 
 def tables_suit_the_terminal():
@@ -224,11 +204,34 @@ def tables_suit_the_terminal():
     opinitctl("logout", "--all").end()
 
 
-for group in (tables_suit_the_terminal, secrets_are_asked_for, prompts_put_the_terminal_in_order, waiting_is_shown, every_way_out_is_clean,
-              time_limits_end_it):
+def doctor_keeps_to_the_width_and_asks():
+    os.rename("/etc/issue", "/tmp/issue")
+    os.symlink("/tmp/issue", "/tmp/opiscsierr")
+    wide = simulated.opinitctl("doctor").stdout
+    doctor = opinitctl("doctor", columns=50)
+    check("problems are a failure", doctor.end() == 1)
+    lines = re.sub("\033\\[[0-9]*m", "", doctor.shown).split("\r\n")
+    check("no line is longer than the terminal", max(map(len, lines)) < 50 < max(map(len, wide.split("\n"))), lines)
+    check("words stay whole", " ".join(" ".join(lines).split()).startswith(" ".join(wide.split())), lines)
+    check("states are coloured", "\033[31mproblem" in doctor.shown, doctor.shown)
+    open("/etc/os-release", "w", encoding="utf-8").close()
+
+    for answers in (("n", "n"), ("n", "y")):
+        doctor = opinitctl("doctor", "--fix", columns=160)
+        for question, answer in zip(("make an empty /etc/issue? [y/N] ", "move /tmp/opiscsierr to /tmp/opiscsierr.aside? [y/N] "),
+                                    answers):
+            doctor.wait_for(question)
+            doctor.child.sendline(answer)
+        check("what was refused stays", doctor.end() == 1 and not os.path.exists("/etc/issue"), doctor.shown)
+        check("what was granted is done", os.path.lexists("/tmp/opiscsierr") == (answers[1] == "n"), doctor.shown)
+    check("and told", "done: move /tmp/opiscsierr" in doctor.shown and "mv /tmp/opiscsierr.aside" in doctor.shown, doctor.shown)
+    os.rename("/tmp/issue", "/etc/issue")
+    os.unlink("/tmp/opiscsierr.aside")
+
+
+for group in (doctor_keeps_to_the_width_and_asks, tables_suit_the_terminal, secrets_are_asked_for,
+              prompts_put_the_terminal_in_order, waiting_is_shown, every_way_out_is_clean, time_limits_end_it):
     discover()
     group()
-    if os.path.exists(OVERRIDE):
-        os.unlink(OVERRIDE)
-print(f"{checks - failed} of {checks} checks passed")
-sys.exit(failed != 0)
+    simulated.restore_commands()
+simulated.finish()

@@ -33,8 +33,9 @@ Checks examine_host() {
     return all;
 }
 
-bool agrees(const Fix& fix) {
-    std::cerr << safe_text(fix.what) << "? [y/N] " << std::flush;
+bool agrees(const Check& check) {
+    std::cerr << safe_text(check.name + ": " + check.finding) << '\n'
+              << safe_text(check.fix->what) << "? [y/N] " << std::flush;
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";
@@ -42,7 +43,7 @@ bool agrees(const Fix& fix) {
 
 /// What was done and how to undo it, or an empty text.
 std::string mend(const Check& check, bool without_asking) {
-    if (!without_asking && !agrees(*check.fix)) return "";
+    if (!without_asking && !agrees(check)) return "";
     try {
         check.fix->apply();
     } catch (const std::exception& error) {

@@ -21,7 +21,7 @@ Check unreadable_banner(const std::string& name) {
         name, Result::problem,
         reason(banner, error) + ": it is opened for reading and writing, and start and stop answer 98",
         remedy_for(error, banner, "make an empty one, or one with the distribution's name")};
-    if (error == ENOENT) check.fix = create_empty(banner);
+    if (error == ENOENT && exists("/etc/os-release")) check.fix = create_empty(banner);
     return check;
 }
 
