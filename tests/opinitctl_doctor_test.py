@@ -82,7 +82,7 @@ TABLE = [
     ("touch /tmp/x; ln /tmp/x /tmp/opiscsierr", "rm -f /tmp/opiscsierr* /tmp/x", "captured output", "note", "another name elsewhere", True),
     ("mkdir -p /tmp/tmpiscsidconf.txt/x", "rm -rf /tmp/tmpiscsidconf.txt*", "copy of the settings", "problem", "settings cannot be changed", True),
     (f"{NEW_SESSION} 10.0.0.1 --sid 3; echo FAILED >/sys/class/iscsi_session/session3/state", NO_SESSIONS, "sessions", "problem",
-     "3 to iqn.t at 10.0.0.1:3260 (FAILED)*stop answers 189", False),
+     "3 to iqn.t at 10.0.0.1:3260 (failed)*stop answers 189", False),
     (f"{NEW_SESSION} 10.0.0.1 --sid 300", NO_SESSIONS, "session numbers", "note", "300 beyond 255*log out by iscsiadm", False),
     (f"{NEW_SESSION} 10.0.0.1 --sid 300; {NEW_SESSION} 10.0.0.1 --sid 44", NO_SESSIONS, "session numbers", "problem", "300*may end that one", False),
     (f"{NEW_SESSION} 10.0.0.1 --sid 4; echo iqn.old >/sys/class/iscsi_session/session4/initiatorname", NO_SESSIONS, "session names", "note",

@@ -5,12 +5,12 @@
 #include <iostream>
 #include <set>
 
-#include "doctor/check.h"
 #include "commands.h"
 #include "diagnostics.h"
+#include "doctor/check.h"
+#include "doctor/report.h"
 #include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
-#include "doctor/report.h"
 #include "safe_text.h"
 
 namespace opinitctl {

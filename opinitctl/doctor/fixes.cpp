@@ -13,8 +13,9 @@
 #include <system_error>
 #include <thread>
 
-#include "errors.h"
+#include "daemon.h"
 #include "doctor/host.h"
+#include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "operation.h"
 
@@ -30,7 +31,7 @@ void start() {
     require_success(initiator, task.what, run(task, [&] { return initiator.StartInitiator(the_initiator); }));
 }
 
-bool is_gone(int process) {
+bool is_gone(const std::string& process) {
     for (int i = 0; i < 100; ++i) {
         if (command_line(process).empty()) return true;
         std::this_thread::sleep_for(20ms);
@@ -38,13 +39,14 @@ bool is_gone(int process) {
     return false;
 }
 
-void end_daemon(int process) {
+void end_daemon(const std::string& process) {
     // The number may have passed on to another process since it was found.
     if (const auto words = command_line(process); words.empty() || !words.front().ends_with("iscsid")) return;
-    kill(process, SIGTERM);
-    if (is_gone(process)) return;
-    kill(process, SIGKILL);
-    if (!is_gone(process)) throw Failure("process " + std::to_string(process) + " does not end");
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        kill(std::stoi(process), signal);
+        if (is_gone(process)) return;
+    }
+    throw Failure("process " + process + " does not end");
 }
 
 /// What open-iscsi's own generator of names prints.
@@ -81,9 +83,8 @@ Fix start_stack() {
     return {"start the stack", "opinitctl stop", start};
 }
 
-Fix replace_daemon(int process) {
-    return {"end process " + std::to_string(process) + " and start the stack; sessions stay",
-            "opinitctl stop", [process] {
+Fix replace_daemon(const std::string& process) {
+    return {"end process " + process + " and start the stack; sessions stay", "opinitctl stop", [process] {
                 end_daemon(process);
                 start();
             }};

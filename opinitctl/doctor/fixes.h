@@ -11,7 +11,7 @@ namespace opinitctl::doctor {
 Fix start_stack();
 
 /// Ends a daemon that does not answer, and starts the stack.
-Fix replace_daemon(int process);
+Fix replace_daemon(const std::string& process);
 
 /// A name of its own for an initiator that has none; nothing where the host cannot make one.
 std::optional<Fix> name_initiator(const std::string& name_file);

@@ -5,12 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <system_error>
+
+#include "host_files.h"
 
 namespace opinitctl::doctor {
 
@@ -61,8 +60,7 @@ std::string kernel_release() {
 
 std::string find_program(const std::string& name) {
     const char* const path = std::getenv("PATH");
-    std::istringstream directories(path == nullptr ? "" : path);
-    for (std::string directory; std::getline(directories, directory, ':');) {
+    for (const std::string& directory : split(path == nullptr ? "" : path, ':')) {
         if (is_executable(directory + '/' + name)) return directory + '/' + name;
     }
     return "";
@@ -70,27 +68,6 @@ std::string find_program(const std::string& name) {
 
 bool systemd_runs_the_host() {
     return fs::is_directory("/run/systemd/system");
-}
-
-std::vector<std::string> command_line(int process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
-    std::vector<std::string> words;
-    for (std::string word; std::getline(file, word, '\0');) words.push_back(word);
-    return words;
-}
-
-std::vector<int> daemon_processes() {
-    std::vector<int> found;
-    std::error_code unreadable;
-    for (const auto& entry : fs::directory_iterator("/proc", unreadable)) {
-        const std::string name = entry.path().filename();
-        int process = 0;
-        if (std::from_chars(name.data(), name.data() + name.size(), process).ptr != name.data() + name.size())
-            continue;
-        const auto words = command_line(process);
-        if (!words.empty() && words.front().find("iscsid") != std::string::npos) found.push_back(process);
-    }
-    return found;
 }
 
 }  // namespace opinitctl::doctor

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace opinitctl::doctor {
 
@@ -26,10 +25,5 @@ std::string kernel_release();
 std::string find_program(const std::string& name);
 
 bool systemd_runs_the_host();
-
-/// Numbers of the daemon's processes, found as the library finds them.
-std::vector<int> daemon_processes();
-/// The words that a process was started with, empty when there is none.
-std::vector<std::string> command_line(int process);
 
 }  // namespace opinitctl::doctor

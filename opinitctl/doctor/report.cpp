@@ -72,12 +72,12 @@ void print(const Finding& finding, std::size_t columns) {
 }
 
 const Columns<Finding> columns = {
-    {"check", [](const Finding& finding) -> Json { return finding.check.name; }},
-    {"result", [](const Finding& finding) -> Json { return word_for(finding.check.result); }},
-    {"finding", [](const Finding& finding) -> Json { return finding.check.finding; }},
+    {"check", [](const Finding& finding) -> Value { return finding.check.name; }},
+    {"result", [](const Finding& finding) -> Value { return word_for(finding.check.result); }},
+    {"finding", [](const Finding& finding) -> Value { return finding.check.finding; }},
     {"remedy", [](const Finding& finding) { return text_or_null(finding.check.remedy); }},
     {"fix",
-     [](const Finding& finding) { return finding.check.fix ? Json(finding.check.fix->what) : Json(); }},
+     [](const Finding& finding) { return finding.check.fix ? Value(finding.check.fix->what) : Value(); }},
     {"done", [](const Finding& finding) { return text_or_null(finding.done); }},
 };
 

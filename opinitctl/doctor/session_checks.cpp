@@ -35,7 +35,7 @@ Sessions those(const Sessions& sessions, Condition condition) {
 
 Check states(const Sessions& sessions) {
     const std::string name = "sessions";
-    const Sessions away = those(sessions, [](const auto& session) { return session.state != "LOGGED_IN"; });
+    const Sessions away = those(sessions, [](const auto& session) { return session.state != "logged_in"; });
     if (away.empty()) return ok(name, std::to_string(sessions.size()) + " live, all logged in");
     const auto describe = [](const SysfsSession& session) {
         return number(session) + " to " + session.target + " at " + portal_text(session) + " (" +

@@ -4,13 +4,12 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "doctor/check.h"
 #include "doctor/fixes.h"
 #include "doctor/host.h"
+#include "host_files.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator_functions.h"
@@ -74,8 +73,7 @@ Check secrets() {
 
 Check discovery_settings() {
     const std::string name = "discovery settings";
-    std::ifstream file(settings_file);
-    for (std::string line; std::getline(file, line);) {
+    for (const std::string& line : lines_in(settings_file)) {
         if (!line.starts_with("discovery.sendtargets.auth.")) continue;
         return {name, Result::note,
                 std::string(settings_file) +

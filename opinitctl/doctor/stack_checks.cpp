@@ -1,19 +1,17 @@
 // Whether the stack is installed and runs.
 #include <fcntl.h>
-#include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
 
+#include "daemon.h"
 #include "doctor/check.h"
 #include "doctor/fixes.h"
 #include "doctor/host.h"
+#include "host_files.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinitctl::doctor {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* settings_file = "/etc/iscsi/iscsid.conf";
 
@@ -33,8 +31,7 @@ Check configuration_file() {
 
 /// Where modprobe finds the module, relative to the release's directory, or an empty text.
 std::string known_module_file(const std::string& modules) {
-    std::ifstream file(modules + "/modules.dep");
-    for (std::string line; std::getline(file, line);) {
+    for (const std::string& line : lines_in(modules + "/modules.dep")) {
         const std::string path = line.substr(0, line.find(':'));
         if (path.find("/iscsi_tcp.ko") != path.npos) return path;
     }
@@ -42,11 +39,9 @@ std::string known_module_file(const std::string& modules) {
 }
 
 bool is_built_in(const std::string& modules) {
-    std::ifstream file(modules + "/modules.builtin");
-    for (std::string line; std::getline(file, line);) {
-        if (line.ends_with("/iscsi_tcp.ko")) return true;
-    }
-    return false;
+    const std::vector<std::string> files = lines_in(modules + "/modules.builtin");
+    return std::any_of(files.begin(), files.end(),
+                       [](const std::string& file) { return file.ends_with("/iscsi_tcp.ko"); });
 }
 
 /// No file of iscsi_tcp stands where the library looks for it.
@@ -104,34 +99,23 @@ Check module_loaded() {
         {name, Result::problem, "/proc/modules does not name iscsi_tcp: operations answer 183"});
 }
 
-/// Whether one process can be the whole daemon.
-bool is_whole(int process) {
-    std::ifstream file("/run/iscsid.pid");
-    int main_process = 0;
-    if (file >> main_process && main_process == process) return true;
-    for (const std::string& word : command_line(process)) {
-        if (word == "-f" || word == "--foreground") return true;
-    }
-    return false;
-}
-
 Check daemon() {
     const std::string name = "daemon";
-    const int count = check_iscsid_instances();
-    if (count == 0) {
-        return with_start({name, Result::problem, "no iscsid process: operations answer 183"});
+    const std::vector<std::string> processes = daemon_processes();
+    switch (daemon_state()) {
+        case Daemon::none:
+            return with_start({name, Result::problem, "no iscsid process: operations answer 183"});
+        case Daemon::whole:
+            return ok(name, processes.size() == 1 ? "one iscsid process" : "iscsid and its log process");
+        case Daemon::half:
+            break;
     }
-    const std::vector<int> processes = daemon_processes();
-    if (processes.size() != 1 || is_whole(processes.front())) {
-        return ok(name, count == 1 ? "one iscsid process, in the foreground" : "iscsid and its log process");
-    }
-    const std::string number = std::to_string(processes.front());
     Check check = with_start(
         {name, Result::problem,
-         "process " + number +
-             " alone is half a daemon: it logs, and the one that acts has died. It counts as a "
-             "daemon all the same: a login answers 0 without a session, and start starts nothing"});
-    check.remedy = "kill " + number + ", then " + check.remedy + "; sessions stay";
+         "process " + processes.front() +
+             " alone is half a daemon: it logs, and the one that acts has died. It counts "
+             "as a daemon all the same: a login answers 0 without a session, and start starts nothing"});
+    check.remedy = "kill " + processes.front() + ", then " + check.remedy + "; sessions stay";
     if (check.fix) check.fix = replace_daemon(processes.front());
     return check;
 }
