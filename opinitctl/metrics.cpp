@@ -1,15 +1,11 @@
 // metrics.
-#include <algorithm>
-#include <cstdlib>
 #include <iostream>
 
 #include "commands.h"
 #include "errors.h"
-#include "kvlinopinitr/answer_buffer.h"
-#include "kvlinopinitr/iscsi_records.h"
-#include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
+#include "live_disks.h"
 #include "open_metrics.h"
 #include "replaced_file.h"
 #include "sysfs_sessions.h"
@@ -17,7 +13,6 @@
 namespace opinitctl {
 namespace {
 
-using Disks = std::vector<_DiskInformation>;
 using Sessions = std::vector<SysfsSession>;
 
 Gauge sessions_by_state(const Sessions& sessions) {
@@ -28,29 +23,23 @@ Gauge sessions_by_state(const Sessions& sessions) {
     return gauge;
 }
 
-/// Nothing where the interface does not tell, as while the daemon is away.
-std::optional<Disks> disks_of(ISCSI_Initiator& initiator, const SysfsSession& session) {
-    // As text the interface takes any number.
-    std::string number = std::to_string(session.number);
-    kvlinopinitr::AnswerBuffer<_DiskInformation> answer;
-    unsigned int count = 0;
-    const unsigned int status = initiator.QueryDisks(reinterpret_cast<unsigned char*>(number.data()),
-                                                     answer.data(), &count, answer.bytes());
-    if (status != iscsi_status::success) return std::nullopt;
-    // A session without LUNs answers a record all the same.
-    return count == 0 ? Disks() : answer.records();
+void count_luns(ISCSI_Initiator& initiator, const SysfsSession& session, Gauge& luns, Gauge& bytes) {
+    const Labels labels = {{"target", session.target}, {"portal", portal_text(session)}};
+    const std::vector<Disk> disks = disks_of(initiator, session.number);
+    luns.samples[labels] += disks.size();
+    std::uint64_t& sum = bytes.samples[labels];
+    for (const Disk& disk : disks) sum += disk.size.value_or(0);
 }
 
 void count_luns(const Sessions& sessions, Gauge& luns, Gauge& bytes) {
+    // The interface does not tell of them while the stack does not run.
+    if (check_stack_running() == 0) return;
     OpenInitiator initiator;
     for (const SysfsSession& session : sessions) {
-        const std::optional<Disks> disks = disks_of(initiator, session);
-        if (!disks) continue;
-        const Labels labels = {{"target", session.target}, {"portal", portal_text(session)}};
-        luns.samples[labels] += disks->size();
-        std::uint64_t& sum = bytes.samples[labels];
-        for (const _DiskInformation& disk : *disks) {
-            sum += std::strtoull(field_text(disk.Size).c_str(), nullptr, 10);
+        try {
+            count_luns(initiator, session, luns, bytes);
+        } catch (const Failure&) {
+            // The session has gone since it was listed.
         }
     }
 }

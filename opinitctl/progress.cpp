@@ -1,29 +1,15 @@
 #include "progress.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <iostream>
 
 #include "safe_text.h"
+#include "terminal.h"
 
 namespace opinitctl {
-namespace {
-
-constexpr std::size_t usual_width = 80;
-
-/// Columns of the terminal, 0 when it is none.
-std::size_t width() {
-    if (isatty(STDERR_FILENO) == 0) return 0;
-    winsize size = {};
-    ioctl(STDERR_FILENO, TIOCGWINSZ, &size);
-    return size.ws_col == 0 ? usual_width : size.ws_col;
-}
-
-}  // namespace
-
 void ProgressLine::show(std::chrono::seconds elapsed) {
-    const std::size_t columns = width();
+    const std::size_t columns = terminal_width(STDERR_FILENO);
     const std::string time = ": " + std::to_string(elapsed.count()) + " s";
     if (columns <= time.size()) return;
     erase();

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "safe_text.h"
+#include "terminal.h"
 
 namespace opinitctl {
 namespace {
@@ -24,14 +25,6 @@ void require(bool done) {
 
 bool on_terminal() {
     return isatty(STDOUT_FILENO) == 1;
-}
-
-// https://no-color.org
-bool wants_colours() {
-    const char* const no_colour = std::getenv("NO_COLOR");
-    const char* const terminal = std::getenv("TERM");
-    return on_terminal() && (no_colour == nullptr || *no_colour == '\0') && terminal != nullptr &&
-           std::string_view(terminal) != "dumb";
 }
 
 const char* colour_of(const std::string& state) {

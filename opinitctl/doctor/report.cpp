@@ -1,16 +1,15 @@
 #include "doctor/report.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iomanip>
 #include <iostream>
 #include <limits>
 #include <sstream>
 
 #include "safe_text.h"
+#include "terminal.h"
 
 namespace opinitctl::doctor {
 namespace {
@@ -18,11 +17,10 @@ namespace {
 constexpr std::size_t indentation = 9;
 constexpr std::size_t least_width = 20;
 
-/// Columns of the terminal; without one no line is broken.
+/// Without a terminal no line is broken.
 std::size_t width() {
-    winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return std::numeric_limits<std::size_t>::max();
-    return size.ws_col == 0 ? 80 : std::max<std::size_t>(size.ws_col, least_width);
+    const std::size_t columns = terminal_width(STDOUT_FILENO);
+    return columns == 0 ? std::numeric_limits<std::size_t>::max() : std::max(columns, least_width);
 }
 
 /// Prints words behind what stands in the first line; further lines begin below the first word.
@@ -44,12 +42,6 @@ void print_wrapped(const std::string& text, std::size_t columns) {
 
 const char* word_for(Result result) {
     return result == Result::ok ? "ok" : result == Result::note ? "note" : "problem";
-}
-
-/// https://no-color.org
-bool wants_colours() {
-    const char* const no_colour = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
 }
 
 std::string coloured(Result result) {
