@@ -1,5 +1,5 @@
 #!/bin/bash
-# The role on eight simulated hosts side by side, one of them broken: what it says it would do,
+# The role on eight simulated hosts side by side, of old and of today, one of them broken: what it says it would do,
 # what it does, that it does nothing the second time, and what every host has then.
 set -u
 export LC_ALL=C.UTF-8 ANSIBLE_PIPELINING=1 ANSIBLE_FORKS=8 ANSIBLE_NOCOLOR=1 ANSIBLE_RETRY_FILES_ENABLED=0
@@ -51,7 +51,7 @@ state_of() (
     grep -hE "^node.session.(timeo.replacement_timeout|iscsi.FastAbort)" etc/iscsi/iscsid.conf
 )
 
-kinds=(redhat suse)
+kinds=(redhat suse redhat-today suse-today)
 for i in {1..8}; do "$enter" --state "$work/host$i" --distro "${kinds[i % ${#kinds[@]}]}" --stopped true; done
 # The broken one: nobody answers at its portal.
 sed -i '/10.0.0.1:3260", "state"/s/"up"/"refusing"/' "$work/host8/run/simhost/network.json"
