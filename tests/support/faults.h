@@ -63,6 +63,7 @@ struct Counts {
     int blocks;            // heap blocks that were taken and not given back
     int secrets;           // blocks that were given back with the secret in them
     int inheritable;       // uses of descriptors that a child would inherit
+    int unknown;           // system call that is in no list
     int standard_streams;  // uses of descriptors 0 to 2 as files of the library's own
 };
 inline Plan plan;
