@@ -12,7 +12,7 @@ using namespace opinit;
 
 namespace {
 
-constexpr std::size_t line_limit = 80;
+constexpr std::size_t property_line_limit = 80;
 
 /// The text behind the first '=', without the one space that usually follows it.
 int take_value(std::string_view line, _iSCSI_Property& out) {
@@ -32,7 +32,7 @@ int _GetProperty(int, unsigned char id, _iSCSI_Property* out) {
     if (id > iscsi_property::end_of_list || iSCSI_PropertyTable[id].name == nullptr) return -1;
     const File file{iscsid_conf, Access::read_and_write};
     if (!file) return -1;
-    LineReader lines{file, line_limit};
+    LineReader lines{file, property_line_limit};
     while (const auto line = lines.next()) {
         if (line->front() == '#') continue;
         if (line->find(iSCSI_PropertyTable[id].name) != std::string_view::npos)

@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* name_file = "/etc/iscsi/initiatorname.iscsi";
 constexpr std::string_view name_key = "InitiatorName=";
-constexpr std::size_t line_limit = 512;
+constexpr std::size_t name_line_limit = 512;
 
 /// A word of the file, character by character, so that an endless one costs no memory.
 class Word {
@@ -46,7 +46,7 @@ private:
 
 /// The file's name word, or a word that is none.
 Word find_name_word(const File& file) {
-    LineReader lines{file, line_limit};
+    LineReader lines{file, name_line_limit};
     Word word;
     while (const auto piece = lines.next()) {
         for (const char c : *piece) {
@@ -103,7 +103,7 @@ int write_initiator_name(std::string_view name) {
     NewNameFile made;
     const File file{name_file, Access::create};
     if (!file) return -1;
-    const auto old = read_content(file, line_limit);
+    const auto old = read_content(file, name_line_limit);
     if (!old || !replace_content(file, old->view(), line)) return -1;
     made.keep();
     return 0;

@@ -15,7 +15,7 @@
 namespace opinit {
 namespace {
 
-constexpr std::size_t line_limit = 160;
+constexpr std::size_t settings_line_limit = 160;
 constexpr std::string_view whitespace = " \t\n\v\f\r";
 constexpr unsigned int most_entries = iscsi_node_property_slots - 1;
 
@@ -42,7 +42,7 @@ bool read_setting(std::string_view line, _iSCSI_Property& entry) {
 unsigned int read_settings(_InitiatorNode& node, unsigned int count) {
     const File file{iscsid_conf, Access::read_and_write};
     if (!file) return count;
-    LineReader lines{file, line_limit};
+    LineReader lines{file, settings_line_limit};
     while (count < most_entries) {
         const auto line = lines.next();
         if (!line) break;
