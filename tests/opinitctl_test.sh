@@ -117,5 +117,20 @@ for bad in '|empty' 'Ses\nSesame\n|one line' 'Ses\0ame|one line' 'Ses%0600d|long
     check "no piece of it is shown" eval '! grep -q Ses /tmp/out /tmp/err'
 done
 
+# --- commands: why one failed, each as it runs, and a shell that does not wait for them
+sed -i '/auth.password/d' $conf
+opinitctl logout --all >/dev/null && opinitctl discover $p1 >/dev/null
+gives 1 '' '*(24 - iSCSI login failed due to authorization failure)*199*' login $array:chap $p1
+gives 0 '*' "+ iscsiadm -m node -p $p1:3260 -o update -n node.session.auth.authmethod -v CHAP
+*-n node.session.auth.password -v \*\*\*\*\*\*\*\*
++ iscsiadm -m node -l -p $p1:3260 -T $array:chap 1&>/tmp/opinitctl.*/output
+*successful.*" -v login $array:chap $p1 --chap-user user1 --chap-secret-file <(echo secretsecret1)
+opinitctl discover $p1 >/dev/null
+ln -sf dash /bin/sh
+gives 1 '' "*(24 - *authorization failure)*no session to $array:mutual*" login $array:mutual $p1
+gives 0 "*$array:empty*" '' login $array:empty 10.0.0.2
+ln -sf bash /bin/sh
+check "no file stays" eval '! compgen -G "/tmp/opi*"'
+
 echo "$((checks - failed)) of $checks checks passed"
 [ $failed = 0 ]
