@@ -4,9 +4,7 @@ import os
 import pathlib
 import platform
 import re
-import shutil
 import subprocess
-import sys
 
 TITLES = {"check": "stack check", "sessions": "QuerySessionList", "disks": "QueryDisks", "targets": "GetTargetList",
           "property": "GetProperty", "globals": "GetInitiatorGlobals", "initiators": "GetInitiatorList",
@@ -63,11 +61,6 @@ def line(row):
 def summary(rows):
     above = sum(any(ratio(row, key).endswith("!") for key in ("cpu", "wall")) for row in rows)
     return f"{len(rows)} measured, {above} above their goal in time (milliseconds; faults and heap: the first call's)"
-
-
-def require_gnuplot():
-    if shutil.which("gnuplot") is None:
-        sys.exit("bench/run: --write needs gnuplot for the plots (Debian: gnuplot-nox)")
 
 
 def machine():
