@@ -49,6 +49,7 @@ pc=$(find "$work/prefix" -name kvlinopinitr.pc)
 libraries=$(dirname "$(dirname "$pc")")
 # What a machine without the maker's library does at run time.
 with_standin=$libraries:$libraries/kvlinopinitr
+flags=()
 # Blanks in paths come escaped.
 eval "flags=($(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --cflags --libs kvlinopinitr))"
 for compiler in g++ clang++; do
