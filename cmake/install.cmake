@@ -38,12 +38,16 @@ if(OPINIT_TOOL)
         RENAME opinitctl COMPONENT tool)
     find_program(HELP2MAN help2man)
     if(HELP2MAN)
-        add_custom_command(OUTPUT opinitctl.1
-            COMMAND ${PROJECT_SOURCE_DIR}/packaging/man-page ${HELP2MAN} $<TARGET_FILE:opinitctl> opinitctl.1
+        set(page opinitctl.1)
+        if(OPINIT_PACKAGES)
+            set(page opinitctl.1.gz)
+        endif()
+        add_custom_command(OUTPUT ${page}
+            COMMAND ${PROJECT_SOURCE_DIR}/packaging/man-page ${HELP2MAN} $<TARGET_FILE:opinitctl> ${page}
             DEPENDS opinitctl packaging/man-page
             VERBATIM)
-        add_custom_target(man-page ALL DEPENDS opinitctl.1)
-        install(FILES ${PROJECT_BINARY_DIR}/opinitctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+        add_custom_target(man-page ALL DEPENDS ${page})
+        install(FILES ${PROJECT_BINARY_DIR}/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
     else()
         message(STATUS "No help2man: opinitctl is installed without its man page")
     endif()
