@@ -76,6 +76,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${soname_package} (= ${PROJECT_VERSION}), libkvlinhw-standin (= ${PROJECT_VERSION})")
 set(CPACK_RPM_development_PACKAGE_REQUIRES
     "libkvlinopinitr = ${PROJECT_VERSION}, libkvlinhw-standin = ${PROJECT_VERSION}")
+set(CPACK_DEBIAN_STANDIN_PACKAGE_DEPENDS libkmod2)
+set(CPACK_RPM_standin_PACKAGE_REQUIRES kmod-libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS open-iscsi)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SUGGESTS libkvlinhw-standin)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${soname_package} (= ${PROJECT_VERSION})")
