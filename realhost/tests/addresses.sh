@@ -8,15 +8,15 @@ target six "10.0.0.1 [fd00::1] [$long]"
 ask StartInitiator
 
 section "IPv6"
-row "a target has an IPv6 portal too" "" DiscoverTarget 10.0.0.1
+row "a target has IPv6 portals too" "It is listed as any other." DiscoverTarget 10.0.0.1
 row "the same" "Records have no form for such an address: it is all zero. \`opinitctl\` shows it." GetList 40 :six
 iscsiadm -m node -T $array:six -p "[$long]:3260" -l >/dev/null
 row "a session to an IPv6 portal, logged in by hand" "Its address is all zero, too." QuerySessionList
-row "the same" "" GetTargetList
+row "the same" "It does not show as logged in: ask for the sessions." GetTargetList
 answers 0 LogoutTarget 1
 iscsiadm -m discovery -t st -p "[$long]:3260" >/dev/null
-row "somebody discovered at an IPv6 portal" "Its directory has taken all entries over." GetTargetList
-row "the same" "" RemoveTarget 10.0.0.1
+row "somebody discovered at an IPv6 portal" "Its directory has taken all entries over; they are listed as before." GetTargetList
+row "the same" "Portals with an IPv4 address can be removed as before." RemoveTarget 10.0.0.1
 iscsiadm -m discovery -t st -p "[fd00::7]:3260" >/dev/null
 check "an empty record" "$(cd /var/lib/iscsi/send_targets && ls)" "*fd00::7,3260*"
 row "somebody discovered at an IPv6 portal that refuses" "The list deletes the empty record." GetTargetList
@@ -38,6 +38,6 @@ for name in left right; do
 done
 ask DiscoverTarget 10.0.0.1
 row "two interfaces are defined, and records are bound to them; a login" "One login makes a session by each." LoginTarget :disks 10.0.0.1 startup=1
-row "the same" "" QuerySessionList
+row "the same" "Nothing tells them apart but their numbers." QuerySessionList
 row "the same" "Startup is read from records of the interface \`default\`: it does not show." GetTargetList
 finish

@@ -26,10 +26,29 @@ for kind in redhat-today suse-today; do
     tool 0 remove 10.0.0.1
     tool 0 stop
     check "$kind: units" "$(units)" "inactive inactive"
-    iscsiadm -m discovery -t st -p 10.0.0.1 >/dev/null
-    check "$kind: nothing starts the daemon again" "$(pidof iscsid)" ""
-    rmmod iscsi_tcp
+    answers 183 QuerySessionList
 done
+
+kind=redhat-today
+/guest/host $kind
+systemctl start iscsid.socket
+new_agent
+section "Hosts of today"
+row "Red Hat of today: compressed module, systemd, no init script" "\`systemctl start iscsid\` takes the script's place." StartInitiator
+kill -KILL "$(</run/iscsid.pid)"
+wait_until systemctl is-failed iscsid.service
+row "the daemon died" "systemd ends the log writer, too: no half daemon." QuerySessionCount
+row "the same" "Starts it again." StartInitiator
+kill_daemon
+row "the daemon was ended" "The socket still stands, but the library asks for the process." DiscoverTarget 10.0.0.1
+systemctl reset-failed
+iscsiadm -m discovery -t st -p 10.0.0.1 >/dev/null
+row "the same; somebody ran iscsiadm" "iscsiadm starts the daemon itself, by the socket or \`iscsid.startup\`." QuerySessionCount
+row "Red Hat of today" "Ends the socket, too, which would start the daemon again." StopInitiator
+check "units" "$(units)" "inactive inactive"
+systemctl reset-failed
+iscsiadm -m discovery -t st -p 10.0.0.1 >/dev/null
+row "the stack was stopped, and somebody ran iscsiadm" "It started the daemon by \`iscsid.startup\`: the stack runs again." QuerySessionCount
 
 kind=debian
 /guest/host debian
@@ -45,7 +64,7 @@ ask DiscoverTarget 10.0.0.1
 row "a target that was not discovered" "dash runs a captured command in the background and reads nothing: every login seems done. Look at the sessions, or have bash as /bin/sh." LoginTarget :unknown 10.0.0.1
 row "CHAP is missing" "As before." LoginTarget :chap 10.0.0.1
 ask LoginTarget :disks 10.0.0.1
-wait_until test -e /sys/class/iscsi_session/session2/targetname
+wait_until compgen -G '/sys/class/iscsi_connection/*/address'
 row "a target" "This one is." QuerySessionList
 row "a portal in use is removed" "And so does every removal: 0 does not mean that records are gone." RemoveTarget 10.0.0.1
 tool 1 doctor

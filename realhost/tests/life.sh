@@ -102,7 +102,6 @@ answers 0 StartInitiator
 start_with_automatic_record
 row "the stack was started on a Red Hat of old" "Its script starts the daemon alone." QuerySessionCount
 answers 0 StopInitiator
-rmmod iscsi_tcp
 /guest/host suse-old
 new_agent
 mv /sbin/iscsid /run/

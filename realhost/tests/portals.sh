@@ -9,11 +9,11 @@ session_of() { grep -l ":$1" /sys/class/iscsi_session/*/targetname | sed 's/[^0-
 
 section "Discovery"
 row "a portal that refuses" "Nothing was found; an empty discovery record stays." DiscoverTarget 10.0.0.4
-row "the same" "The next list deletes that record where the databases are under /var/lib/iscsi." GetTargetList
+row "the same" "The list deletes that record, here under /var/lib/iscsi; one under /etc/iscsi is passed over." GetTargetList
 row "a portal that is dead" "As for one that refuses, only later." DiscoverTarget 10.0.1.1
 ask DiscoverTarget 10.0.0.1
 ask RemovePersistentTarget 10.0.0.1
-row "a target at a second portal" "Both portals are listed, the first by which it was found." GetList 40 :disks
+row "a target at a second portal" "Both portals are listed, that of the discovery first." GetList 40 :disks
 ask LoginTarget :disks 10.0.0.1 startup=1
 row "a target is discovered again" "Its record is made anew: startup, CHAP and digests are those of iscsid.conf." DiscoverTarget 10.0.0.1
 row "the same" "It starts by itself no more; the session lives on." GetTargetList
@@ -25,9 +25,9 @@ answers 0 LogoutTarget 1
 
 section "Login"
 ask DiscoverTarget 10.0.0.1
-row "a target that was not discovered" "" LoginTarget :unknown 10.0.0.1
-row "CHAP is needed, and none was asked for" "" LoginTarget :chap 10.0.0.1
-row "the secret is wrong" "" LoginTarget :chap 10.0.0.1 chap=1 user=user1 secret=wrongsecret99
+row "a target that was not discovered" "Discover it first." LoginTarget :unknown 10.0.0.1
+row "CHAP is needed, and none was asked for" "Nothing tells it from a wrong secret." LoginTarget :chap 10.0.0.1
+row "the secret is wrong" "As before." LoginTarget :chap 10.0.0.1 chap=1 user=user1 secret=wrongsecret99
 row "a target without CHAP at the same portal, afterwards" "CHAP was written into every record of the portal; discover it again first." LoginTarget :disks 10.0.0.1
 iscsiadm -m node -p 10.0.0.1:3260 -o update -n node.session.auth.authmethod -v None
 row "the same with authmethod None in the record" "It is the user's name that matters; discover again." LoginTarget :disks 10.0.0.1
@@ -45,7 +45,7 @@ section "Another maker's target"
 row "a portal of tgt" "It tells of the portal that was asked alone." DiscoverTarget 10.0.0.3
 row "its other portal" "Here both directories keep their entries: the target is listed twice." DiscoverTarget 10.0.0.4
 row "the same" "As before." GetTargetList
-row "digests, which it refuses" "" LoginTarget :tape 10.0.0.3 header_digest=1
+row "digests, which it refuses" "Discover it again before a login without: the record keeps them." LoginTarget :tape 10.0.0.3 header_digest=1
 ask DiscoverTarget 10.0.0.3
 ask LoginTarget :tape 10.0.0.3
 row "a LUN without a disk" "LUN 0 is the controller: counted, with its address alone." QueryDisks "$(session_of tape)"
@@ -55,12 +55,12 @@ answers 0 LogoutTarget "$(session_of tape)"
 section "A portal that does not answer"
 killall -STOP tgtd
 opinitctl login $array:tape 10.0.0.3 >/run/opinitctl.out 2>&1 &
-wait_until test -e /sys/class/iscsi_connection/connection*
+wait_until compgen -G '/sys/class/iscsi_connection/*/address'
 row "while the login is on its way" "It counts as a session, though nothing is logged in." QuerySessionList
 row "the same" "It stands in the way." StopInitiator
 wait $!
 row "how a login ends" "Done, it says, and there is no session: look at the sessions after each login." LoginTarget :tape 10.0.0.3
 answers "0 0" QuerySessionCount
-row "discovery" "" DiscoverTarget 10.0.0.3
+row "discovery" "As for one that refuses, only later." DiscoverTarget 10.0.0.3
 killall -KILL tgtd
 finish

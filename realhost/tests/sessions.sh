@@ -35,7 +35,7 @@ row "the target came back" "The session recovers by itself." QuerySessionList
 
 # Its disks
 echo offline >/sys/bus/scsi/devices/0:0:0:1/state
-row "a disk is offline" "It is listed all the same: see its \`state\` in sysfs." QueryDisks 1
+row "a disk is offline" "It is listed all the same: see its \`state\` in sysfs, or \`opinitctl disks\`." QueryDisks 1
 echo running >/sys/bus/scsi/devices/0:0:0:1/state
 lun disks 256 other
 row "the target has a new LUN" "Nobody rescans: \`iscsiadm -m session -R\` does." QueryDiskCount 1
@@ -45,7 +45,7 @@ rm "$group/lun/lun_256/disk" && rmdir "$group/lun/lun_256"
 row "the LUN went away" "Its disk stays until it is deleted in sysfs." QueryDiskCount 1
 echo 1 >/sys/bus/scsi/devices/0:0:0:256/delete
 wait_until disk_count_is 3
-row "its disk was deleted" "" QueryDiskCount 1
+row "its disk was deleted" "Now it is gone." QueryDiskCount 1
 
 # The initiator under a live session
 ask SetProperty 1=iqn.2024-01.example.host:renamed
