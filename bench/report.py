@@ -66,7 +66,8 @@ def summary(rows):
 def machine():
     text = pathlib.Path("/proc/cpuinfo").read_text()
     model = re.search(r"^model name\s*: (.*)$", text, re.M)
-    return f"{model[1] if model else platform.machine()}, {os.cpu_count()} cores, Linux {platform.release()}"
+    return f"{model[1] if model else platform.machine()}, {os.cpu_count()} cores, Linux {platform.release()}, " \
+           f"load {os.getloadavg()[0]:.0f}"
 
 
 def table(rows):

@@ -29,6 +29,16 @@ inline CLI::Validator number_up_to(std::uint32_t greatest) {
         "");
 }
 
+/// CLI11 may take an empty text for a portal of zeros without asking how a portal is read.
+inline CLI::Validator given_portal() {
+    return CLI::Validator(
+        [](const std::string& text) -> std::string {
+            if (!text.empty()) return {};
+            return "\"\" is not a portal: ADDRESS[:PORT] is needed";
+        },
+        "");
+}
+
 /// A value of an argument that outlives the reading of the command line.
 template <class Value>
 using Given = std::shared_ptr<Value>;

@@ -12,12 +12,22 @@
 #include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinitctl {
+namespace {
 
-CaptureDirectory::CaptureDirectory()
-    : path_(std::filesystem::temp_directory_path() / "opinitctl.XXXXXX"), file_before_(tmperrfile) {
-    if (mkdtemp(path_.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "cannot make the directory " + path_);
+/// A full or read-only /tmp must not stop whoever wants to log out.
+std::string new_directory() {
+    std::error_code no_directory;
+    const std::string usual = std::filesystem::temp_directory_path(no_directory).string();
+    for (const std::string& parent : {usual, std::string("/tmp"), std::string("/run")}) {
+        std::string path = parent + "/opinitctl.XXXXXX";
+        if (!parent.empty() && mkdtemp(path.data()) != nullptr) return path;
     }
+    throw std::system_error(errno, std::generic_category(), "cannot make a directory for captured output");
+}
+
+}  // namespace
+
+CaptureDirectory::CaptureDirectory() : path_(new_directory()), file_before_(tmperrfile) {
     file_ = path_ + "/output";
     tmperrfile = file_.c_str();
 }

@@ -108,10 +108,11 @@ void declare_login(CLI::App& command, Output& output) {
     const auto request = std::make_shared<LoginRequest>();
     CLI::Option* const target =
         command.add_option("TARGET", request->target, "Name of a target that was discovered");
-    CLI::Option* const portal = command.add_option("PORTAL", request->portal, portal_description);
+    CLI::Option* const portal =
+        command.add_option("PORTAL", request->portal, portal_description)->check(given_portal());
     CLI::Option* const all =
         command.add_option("--all", request->portal, "Log in to every target that is recorded at the portal");
-    all->type_name("PORTAL")->excludes(target)->excludes(portal);
+    all->type_name("PORTAL")->check(given_portal())->excludes(target)->excludes(portal);
     add_chap(command, *request);
     command.add_flag("--persistent", request->persistent, "Log in at every start of the stack");
     command.add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");

@@ -17,7 +17,10 @@ namespace {
 
 using namespace opinitctl;
 
-constexpr const char* footer = R"(Results go to standard output, everything else to standard error.
+constexpr const char* footer =
+    R"(Results go to standard output, everything else to standard error.
+The keys of JSON are the headings in small letters, with "_" for "-"; a SIZE is "size_bytes", and what is
+below in a tree is "children".
 Exit status: 0 done; 1 the operation failed, its number and message are on standard error;
 2 wrong usage; 3 there is no such session, target or setting; 4 the stack is not installed or not running;
 130 interrupted (128 and the number of the signal).)";

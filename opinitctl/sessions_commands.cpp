@@ -79,24 +79,25 @@ std::string digest(unsigned int number, const char* name) {
     return used.empty() ? "" : used == "0" ? "None" : "CRC32C";
 }
 
-Connection connection_of(const Session& session) {
-    return {session.number,
-            session.portal,
-            session.initiator_address,
-            connection_attribute(session.number, "state"),
-            digest(session.number, "header_digest"),
-            digest(session.number, "data_digest")};
+Connection connection_of(unsigned int number) {
+    return {number,
+            portal_text(sysfs_session(number)),
+            host_attribute(number, "ipaddress"),
+            connection_attribute(number, "state"),
+            digest(number, "header_digest"),
+            digest(number, "data_digest")};
 }
 
 void show_connections(const Number& number, const Output& output) {
     OpenInitiator initiator;
-    std::vector<Session> sessions = live_sessions(initiator);
-    if (number) std::erase_if(sessions, [&](const Session& session) { return session.number != *number; });
-    if (number && sessions.empty()) throw no_such_session(*number);
+    unsigned int count = 0;
+    require_success(initiator, "list the connections", initiator.QuerySessionCount(&count));
+    if (number && !session_exists(*number)) throw no_such_session(*number);
+    const std::vector<unsigned int> sessions = number ? std::vector{*number} : session_numbers();
     std::vector<Connection> connections;
-    for (const Session& session : sessions) connections.push_back(connection_of(session));
+    for (const unsigned int session : sessions) connections.push_back(connection_of(session));
     output.list(connection_columns, connections);
-    for (const Session& session : sessions) ask_for_connection(initiator, session.number);
+    for (const unsigned int session : sessions) ask_for_connection(initiator, session);
 }
 
 void declare_sessions(CLI::App& command, Output& output) {

@@ -32,18 +32,6 @@ std::string portal_attribute(unsigned int number, const std::string& name) {
     return value.empty() ? connection_attribute(number, "persistent_" + name) : value;
 }
 
-SysfsSession read_session(unsigned int number) {
-    const std::string session = session_path(number) + '/';
-    return {number,
-            attribute(session + "targetname"),
-            attribute(session + "initiatorname"),
-            in_small_letters(attribute(session + "state")),
-            attribute(session + "ifacename"),
-            attribute(session + "tpgt"),
-            portal_attribute(number, "address"),
-            portal_attribute(number, "port")};
-}
-
 // Today the link of the class entry names the SCSI host, formerly the link to the device did.
 std::string host_of(unsigned int number) {
     const std::string path = session_path(number);
@@ -59,8 +47,20 @@ std::string host_of(unsigned int number) {
 
 std::vector<SysfsSession> sysfs_sessions() {
     std::vector<SysfsSession> sessions;
-    for (const unsigned int number : session_numbers()) sessions.push_back(read_session(number));
+    for (const unsigned int number : session_numbers()) sessions.push_back(sysfs_session(number));
     return sessions;
+}
+
+SysfsSession sysfs_session(unsigned int number) {
+    const std::string session = session_path(number) + '/';
+    return {number,
+            attribute(session + "targetname"),
+            attribute(session + "initiatorname"),
+            in_small_letters(attribute(session + "state")),
+            attribute(session + "ifacename"),
+            attribute(session + "tpgt"),
+            portal_attribute(number, "address"),
+            portal_attribute(number, "port")};
 }
 
 std::string portal_text(const SysfsSession& session) {

@@ -20,6 +20,8 @@ struct SysfsSession {
 /// In the order of their numbers. What cannot be read, or is not known, is empty.
 std::vector<SysfsSession> sysfs_sessions();
 
+SysfsSession sysfs_session(unsigned int number);
+
 /// ADDRESS:PORT, with brackets around an IPv6 address; empty where it is not known.
 std::string portal_text(const SysfsSession& session);
 

@@ -197,8 +197,14 @@ void forget(const Portal& at, const Output& output) {
     output.done("targets at " + portal.given + " no longer start automatically");
 }
 
+Given<Portal> add_portal(CLI::App& command) {
+    const auto portal = std::make_shared<Portal>();
+    command.add_option("PORTAL", *portal, portal_description)->required()->check(given_portal());
+    return portal;
+}
+
 void declare_discover(CLI::App& command, Output& output) {
-    const auto portal = add_required<Portal>(command, "PORTAL", portal_description);
+    const auto portal = add_portal(command);
     const auto limit = std::make_shared<unsigned int>(0);
     add_time_limit(command, *limit);
     add_listing_options(command, output, headings_of(target_portal_columns()));
@@ -218,7 +224,7 @@ void declare_portals(CLI::App& command, Output& output) {
 
 template <void (*Run)(const Portal&, const Output&)>
 void declare_portal_command(CLI::App& command, Output& output) {
-    const auto portal = add_required<Portal>(command, "PORTAL", portal_description);
+    const auto portal = add_portal(command);
     command.callback([portal, &output] { Run(*portal, output); });
 }
 

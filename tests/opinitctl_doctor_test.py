@@ -23,6 +23,7 @@ RELEASE = os.uname().release
 MODULES = f"/lib/modules/{RELEASE}"
 MODULE = f"{MODULES}/kernel/drivers/scsi/iscsi_tcp.ko"
 CONF, NAME, PID = "/etc/iscsi/iscsid.conf", "/etc/iscsi/initiatorname.iscsi", "/run/iscsid.pid"
+WITHOUT_RIGHTS = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 RESTART = f"killall iscsid; rm -f {PID}; {PROGRAM} start"
 NEW_SESSION = "$(readlink -f /run/simhost/bin/iscsiadm) add-session --target iqn.t --address"
 NO_SESSIONS = "for n in $(ls /sys/class/iscsi_session | tr -dc '0-9\\n'); do " \
@@ -88,6 +89,10 @@ TABLE = [
     (f"{NEW_SESSION} 10.0.0.1 --sid 4; echo iqn.old >/sys/class/iscsi_session/session4/initiatorname", NO_SESSIONS, "session names", "note",
      "4 as iqn.old; session records say iqn.2024", False),
     (f"{NEW_SESSION} fd00::1 --sid 5", NO_SESSIONS, "session addresses", "note", "5 over IPv6", False),
+    (f"{NEW_SESSION} 10.0.0.1 --sid 6 --lun 3:1024:V:M; "
+     "for state in /sys/class/iscsi_session/session6/device/target*/*/state; do echo offline >$state; done", NO_SESSIONS, "disks",
+     "problem", "of session 6 (offline)", False),
+    ("chmod 555 /tmp%", "chmod 1777 /tmp", "temporary directory", "problem", "Permission denied*nothing is captured*as root", False),
 ]
 # What a start mends; it is taken back by a stop, which leaves neither half a daemon nor the module unloaded.
 STARTED = ("module loaded", "daemon")
@@ -102,7 +107,7 @@ def examine(*options, without_rights=False):
     """The findings by check, those of what was mended first."""
     command = [PROGRAM, "doctor", "--json", *options]
     if without_rights:
-        command = ["setpriv", "--bounding-set=-dac_override,-dac_read_search", *command]
+        command = [*WITHOUT_RIGHTS, *command]
     done = subprocess.run(command, capture_output=True, text=True, check=False)
     try:
         rows = json.loads(done.stdout)
@@ -148,6 +153,10 @@ for cause, repair, name, result, words, can_be_mended in TABLE:
 after, _ = examine()
 check("all is repaired", all(row["result"] == "ok" for row in after.values()), after)
 
+os.chmod("/tmp", 0o555)
+elsewhere = subprocess.run([*WITHOUT_RIGHTS, PROGRAM, "discover", "10.0.0.1"], capture_output=True, text=True, check=False)
+os.chmod("/tmp", 0o1777)
+check("a closed /tmp does not stop opinitctl", elsewhere.returncode == 0 and os.listdir("/run").count("opinitctl") == 0, elsewhere)
 lost = subprocess.run([PROGRAM, "doctor"], capture_output=True, text=True, check=False, env={"PATH": "/nowhere"})
 check("iscsiadm is looked for", "problem  iscsiadm: not on PATH" in lost.stdout and lost.returncode == 1, lost)
 check("nothing is changed unasked", opinitctl("doctor", "--fix", stdin=subprocess.DEVNULL).returncode == 2)

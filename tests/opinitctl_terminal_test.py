@@ -155,6 +155,12 @@ def waiting_is_shown():
               login.screen())
 
 
+def wait_until_reached():
+    while not os.path.exists("/tmp/reached"):
+        time.sleep(0.02)
+    os.unlink("/tmp/reached")
+
+
 def every_way_out_is_clean():
     stubborn = "trap '' TERM\nsleep 1234 &\nwhile :; do sleep 1234; done\n"
     # what iscsiadm does, signal or key, exit status
@@ -163,14 +169,21 @@ def every_way_out_is_clean():
     for script, request, status in table:
         simulated.replace_command("iscsiadm", "echo reached >/tmp/reached\n" + script)
         login = opinitctl("login", f"{ARRAY}:empty", "10.0.0.2", "--persistent")
-        while not os.path.exists("/tmp/reached"):
-            time.sleep(0.02)
-        os.unlink("/tmp/reached")
+        wait_until_reached()
         login.press("c", "opinitctl: interrupted") if request == "key" else login.child.kill(request)
         check(f"{request} ends a login with {status}", login.end() == status and "opinitctl: interrupted" in login.shown,
               login.shown)
-        check("no further command was run", not os.path.exists("/tmp/reached"))
         nothing_stays(f"{request}")
+
+    subprocess.run(["killall", "iscsid"], check=True)
+    simulated.replace_command("modprobe", "echo reached >/tmp/reached\nsleep 1234\n")
+    before = calls()
+    start = opinitctl("start")
+    wait_until_reached()
+    start.press("c", "opinitctl: interrupted")
+    check("no further command is run", calls() == before, calls()[-1])
+    simulated.restore_commands()
+    check("the stack can be started then", simulated.opinitctl("start").returncode == 0)
 
 
 def time_limits_end_it():

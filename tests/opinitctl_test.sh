@@ -126,10 +126,11 @@ gives 0 '*' "+ iscsiadm -m node -p $p1:3260 -o update -n node.session.auth.authm
 + iscsiadm -m node -l -p $p1:3260 -T $array:chap 1&>/tmp/opinitctl.*/output
 *successful.*" -v login $array:chap $p1 --chap-user user1 --chap-secret-file <(echo secretsecret1)
 opinitctl discover $p1 >/dev/null
+override 'sleep 0.3; exec /run/simhost/bin/iscsiadm "$@"'
 ln -sf dash /bin/sh
 gives 1 '' "*(24 - *authorization failure)*no session to $array:mutual*" login $array:mutual $p1
 gives 0 "*$array:empty*" '' login $array:empty 10.0.0.2
-ln -sf bash /bin/sh
+ln -sf bash /bin/sh && rm $run/override/iscsiadm
 check "no file stays" eval '! compgen -G "/tmp/opi*"'
 
 echo "$((checks - failed)) of $checks checks passed"

@@ -114,7 +114,9 @@ gives 3 '' '*no node records at 10.0.0.7*' forget 10.0.0.7
 
 # --- starting and stopping what runs and what does not; half a daemon
 gives 0 'the stack is running already' '' start
-kill -9 "$(</run/iscsid.pid)"
+worker=$(</run/iscsid.pid)
+kill -9 "$worker"
+while [ -e "/proc/$worker" ]; do sleep 0.05; done
 gives 0 '*DAEMON * half*' '*only half of the daemon*' status
 gives 1 '' '*no session*only half of the daemon*' login $array:empty 10.0.0.2
 gives 1 '' '*only half of the daemon*' start

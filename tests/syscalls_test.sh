@@ -96,17 +96,17 @@ list_targets() {
 
 for form in today older; do
     echo $form >/run/simhost/sysfs-form
-    for sessions in 1 255; do
+    for sessions in 1 64; do
         add_sessions $sessions
         host="$form, $sessions sessions"
         costs $((check + 7 + 14 * sessions)) sessions
         opened_once
         costs $((check + 15)) connections 1
         list_targets $sessions 1 1
-        list_targets $sessions 8 32
+        list_targets $sessions 8 16
         remove_sessions
     done
-    for luns in 1 256; do
+    for luns in 1 64; do
         lun_options=()
         for ((lun = 0; lun < luns; ++lun)); do lun_options+=(--lun "$lun:1048576:VENDOR:MODEL"); done
         add_sessions 1 "${lun_options[@]}"

@@ -4,9 +4,11 @@
 #include <memory>
 
 #include "doctor/check.h"
+#include "errors.h"
 #include "kvlinopinitr/iscsi_records.h"
+#include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "output.h"
+#include "live_disks.h"
 #include "sysfs_sessions.h"
 
 namespace opinitctl::doctor {
@@ -100,11 +102,39 @@ Check addresses(const Sessions& sessions) {
             "see \"opinitctl sessions\""};
 }
 
+/// Those that the kernel has given up, sessions that came back too late included.
+std::string offline_disks(const Sessions& sessions) {
+    OpenInitiator initiator;
+    std::string text;
+    for (const SysfsSession& session : sessions) {
+        for (const Disk& disk : disks_of(initiator, session.number)) {
+            if (disk.state.empty() || disk.state == "running") continue;
+            text += (text.empty() ? "" : ", ") +
+                    (disk.device.empty() ? "LUN " + std::to_string(disk.lun) : disk.device) + " of session " +
+                    number(session) + " (" + disk.state + ")";
+        }
+    }
+    return text;
+}
+
+Check disks(const Sessions& sessions) {
+    const std::string name = "disks";
+    if (check_stack_running() == 0) return {name, Result::note, "not listed while the stack does not run"};
+    try {
+        const std::string offline = offline_disks(sessions);
+        if (offline.empty()) return ok(name, "none is offline");
+        return {name, Result::problem, "agents see them as if nothing had happened: " + offline,
+                "once the session is logged in: echo running >/sys/block/DEVICE/device/state"};
+    } catch (const Failure& failure) {
+        return {name, Result::note, failure.what()};
+    }
+}
+
 }  // namespace
 
 Checks examine_sessions() {
     const Sessions sessions = sysfs_sessions();
-    return {states(sessions), numbers(sessions), names(sessions), addresses(sessions)};
+    return {states(sessions), numbers(sessions), names(sessions), addresses(sessions), disks(sessions)};
 }
 
 }  // namespace opinitctl::doctor
