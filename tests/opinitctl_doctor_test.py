@@ -52,7 +52,7 @@ TABLE = [
      f"mv /tmp/iscsi_tcp.ko {MODULE}; rm {MODULES}/modules.builtin", "module file", "problem", "built in", False),
     ("cp /proc/modules /tmp/m; : >/proc/modules", "cp /tmp/m /proc/modules", "module loaded", "problem", "183*opinitctl start", True),
     ("killall iscsid", RESTART, "daemon", "problem", "no iscsid*183*opinitctl start", True),
-    (f"kill -9 $(cat {PID})", RESTART, "daemon", "problem", "alone is half a daemon*start starts nothing*kill*sessions stay", True),
+    (f"p=$(cat {PID}); kill -9 $p; while grep -q iscsid /run/simhost/proc/$p/cmdline; do sleep 0.02; done", RESTART, "daemon", "problem", "alone is half a daemon*start starts nothing*kill*sessions stay", True),
     (f"killall iscsid; rm {PID}; setsid iscsid -f & sleep 0.3", RESTART, "daemon", "ok", "one iscsid", False),
     ("mv /etc/issue /tmp", "mv /tmp/issue /etc", "distribution", "problem", "No such file*98*make an empty", False),
     ("mv /etc/issue /tmp; echo ID=fedora >/etc/os-release", "mv /tmp/issue /etc; rm /etc/os-release", "distribution", "problem",
