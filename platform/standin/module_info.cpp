@@ -15,10 +15,10 @@
 
 namespace {
 
-struct Close {
+struct Unload {
     void operator()(void* library) const { dlclose(library); }
 };
-using Library = std::unique_ptr<void, Close>;
+using Library = std::unique_ptr<void, Unload>;
 
 /// A function of a library, which must have it.
 template <class Function>
