@@ -16,16 +16,14 @@ struct Phrase {
     bool on_error_lines_only;
 };
 
-using Phrases = std::vector<Phrase>;
+constexpr Phrase of_login[] = {{"no records found", 199, false},
+                               {"already exists", 197, true},
+                               {"connection timed out", 199, true},
+                               {"encountered non-retryable", 199, true},
+                               {"authorization failure", 199, true}};
+constexpr Phrase of_removal[] = {{"no records found", 179, false}, {"session is using it", 167, false}};
 
-const Phrases of_login = {{"no records found", 199, false},
-                          {"already exists", 197, true},
-                          {"connection timed out", 199, true},
-                          {"encountered non-retryable", 199, true},
-                          {"authorization failure", 199, true}};
-const Phrases of_removal = {{"no records found", 179, false}, {"session is using it", 167, false}};
-
-unsigned int first_decision(const Phrases& phrases) {
+unsigned int first_decision(const auto& phrases) {
     for (std::string line : fuzz::pieces(printed, 511)) {
         std::transform(line.begin(), line.end(), line.begin(),
                        [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
@@ -37,32 +35,24 @@ unsigned int first_decision(const Phrases& phrases) {
     return 0;
 }
 
-std::string outcome(unsigned int (*run)(), int error) {
-    errno = error;
-    return std::to_string(run());
-}
-
 }  // namespace
 
 /// Stands in for the C library's: no command runs.
 extern "C" int system(const char*) {
     const int error = errno;
-    fuzz::put(tmperrfile, printed);
+    host::write_file(tmperrfile, printed);
     errno = error;
     return 256;
 }
 
 void fuzz::try_input(const std::string& input) {
     printed = input;
-    const std::string login = std::to_string(first_decision(of_login));
-    const std::string removal = std::to_string(first_decision(of_removal));
-    const auto log_in = [] {
-        _LoginParams params{};
-        return _LoginTarget(&params, "10.0.0.1");
-    };
-    const auto remove = [] { return _remove_iscsi_dirs("10.0.0.1", 3260); };
-    const auto forget = [] { return _remove_persistent_entry(nullptr, "10.0.0.1", 3260, nullptr); };
-    require_equal(login, outcome(log_in, 0), "login");
-    require_equal(removal, outcome(remove, 0), "removal");
-    require_equal(login, outcome(forget, ECHILD), "removal of a persistent entry");
+    _LoginParams params{};
+    errno = 0;
+    require_equal(first_decision(of_login), _LoginTarget(&params, "10.0.0.1"), "login");
+    errno = 0;
+    require_equal(first_decision(of_removal), _remove_iscsi_dirs("10.0.0.1", 3260), "removal");
+    errno = ECHILD;
+    require_equal(first_decision(of_login), _remove_persistent_entry(nullptr, "10.0.0.1", 3260, nullptr),
+                  "removal of a persistent entry");
 }

@@ -1,6 +1,5 @@
 #include "fuzz/fuzz.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,67 +7,53 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/support/host.h"
-
 namespace fuzz {
+namespace {
 
-void put(const char* path, std::string_view text) {
-    const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const bool written = write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    require_equal("written", written && close(descriptor) == 0 ? "written" : "lost", path);
+void print(const char* label, std::string_view text) {
+    std::fputs(label, stderr);
+    for (const char c : text.substr(0, 100)) {
+        std::fprintf(stderr, c >= ' ' && c <= '~' ? "%c" : "\\x%02x", static_cast<unsigned char>(c));
+    }
 }
 
-std::string get(const char* path) {
-    std::string text(1 << 16, '\0');
-    const int descriptor = open(path, O_RDONLY);
-    text.resize(static_cast<std::size_t>(std::max<ssize_t>(read(descriptor, text.data(), text.size()), 0)));
-    close(descriptor);
-    return text;
-}
+}  // namespace
 
 void require_equal(const std::string& expected, const std::string& found, std::string_view what) {
     if (found == expected) return;
     const auto differ = std::mismatch(expected.begin(), expected.end(), found.begin(), found.end());
     const auto same = static_cast<std::size_t>(differ.first - expected.begin());
-    std::fprintf(stderr, "%.*s: different from character %zu on\n", static_cast<int>(what.size()),
-                 what.data(), same);
-    for (const std::string& text :
-         {"expected: " + expected.substr(same, 100), "found: " + found.substr(same, 100)}) {
-        for (const char c : text) {
-            const bool readable = c >= ' ' && c <= '~';
-            std::fprintf(stderr, readable ? "%c" : "\\x%02x", static_cast<unsigned char>(c));
-        }
-        std::fputc('\n', stderr);
-    }
+    print("", what);
+    std::fprintf(stderr, ": different from character %zu on", same);
+    print("\nexpected: ", expected.substr(same));
+    print("\nfound: ", found.substr(same) + "\n");
     std::abort();
 }
 
+void require_equal(long long expected, long long found, std::string_view what) {
+    require_equal(std::to_string(expected), std::to_string(found), what);
+}
+
 std::vector<std::string> words(std::string_view text, std::string_view separators) {
-    std::vector<std::string> found(1);
-    for (const char c : text) {
-        if (!contains(separators, {&c, 1})) {
-            found.back() += c;
-        } else if (!found.back().empty()) {
-            found.emplace_back();
-        }
+    std::vector<std::string> found;
+    std::size_t begin = 0, end = 0;
+    while ((begin = text.find_first_not_of(separators, end)) != text.npos) {
+        end = std::min(text.find_first_of(separators, begin), text.size());
+        found.emplace_back(text.substr(begin, end - begin));
     }
-    if (found.back().empty()) found.pop_back();
     return found;
 }
 
 std::vector<std::string> pieces(std::string_view text, std::size_t longest) {
     std::vector<std::string> found;
-    bool open = false;
-    for (const char c : text) {
-        if (!open) found.emplace_back();
-        found.back() += c;
-        open = c != '\n' && found.back().size() < longest;
+    for (; !text.empty(); text.remove_prefix(found.back().size())) {
+        found.emplace_back(text.substr(0, std::min(text.find('\n'), longest - 1) + 1));
     }
     return found;
 }
 
 bool contains(std::string_view text, std::string_view part) {
-    return text.find(part) != std::string_view::npos;
+    return text.find(part) != text.npos;
 }
 
 }  // namespace fuzz
@@ -79,12 +64,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::try_input({reinterpret_cast<const char*>(data), size});
     const int now = dup(0);
     close(now);
-    fuzz::require_equal(std::to_string(lowest_free), std::to_string(now), "lowest free descriptor");
-    return 0;
-}
-
-/// libFuzzer wants a directory for inputs that it finds to be of interest.
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    host::make_directory("/run/inputs");
+    fuzz::require_equal(lowest_free, now, "lowest free descriptor");
     return 0;
 }

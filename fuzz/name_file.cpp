@@ -20,7 +20,7 @@ std::string expected_answer(const std::string& input) {
 }  // namespace
 
 void fuzz::try_input(const std::string& input) {
-    put("/etc/iscsi/initiatorname.iscsi", input);
+    host::write_file("/etc/iscsi/initiatorname.iscsi", input);
     void* list = nullptr;
     unsigned int count = 0;
     std::string answer = std::to_string(_GetInitiatorNodeList(&list, &count, 1)) + " ";

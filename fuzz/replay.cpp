@@ -1,7 +1,7 @@
 // Tries every file of the directories named, where no fuzzer's own main program does.
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
+#include <iostream>
 
 #include "fuzz/fuzz.h"
 
@@ -11,13 +11,10 @@ int main(int count, char** arguments) {
     std::size_t tried = 0;
     for (int i = 1; i < count; ++i) {
         for (const auto& entry : std::filesystem::directory_iterator{arguments[i]}) {
-            std::printf("%s\n", entry.path().c_str());
-            std::fflush(stdout);
-            const std::string input = fuzz::get(entry.path().c_str());
+            std::cout << ++tried << ' ' << entry.path().string() << std::endl;
+            const std::string input = host::read_file(entry.path());
             LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-            ++tried;
         }
     }
-    std::printf("%zu inputs\n", tried);
     return tried == 0 ? 1 : 0;
 }

@@ -2,31 +2,29 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <utility>
-#include <vector>
+
+#include "fuzz/fuzz.h"
+#include "kvlinopinitr/iscsi_properties.h"
 
 namespace reference {
+
+inline constexpr const char* conf = "/etc/iscsi/iscsid.conf";
 
 struct Property {
     std::uint32_t id;
     std::string value;
+    bool written = false;
 };
 
-/// The settings that a file holds, in file order; at most 34.
-std::vector<Property> read(const std::string& conf);
+inline bool settable(std::uint32_t id) {
+    return (iSCSI_PropertyTable[id].flags & 1) != 0;
+}
 
-/// The value of the first line that mentions a property's name.
-std::optional<std::string> first_value(const std::string& conf, std::uint32_t id);
-
-struct Written {
-    int result;
-    std::string conf;
-    std::string name_file;
-};
-
-/// What a request, which may be changed, makes of the files.
-Written write(std::vector<Property>& request, const std::string& conf, const std::string& name_file);
+/// Whether a line's key selects a property.
+inline bool means(const std::string& key, std::uint32_t id) {
+    if (fuzz::contains(key, "discovery.sendtargets.iscsi.MaxRecvDataSegmentLength") && id != 32) return false;
+    return fuzz::contains(key + "##", std::string{iSCSI_PropertyTable[id].name} + "##");
+}
 
 }  // namespace reference

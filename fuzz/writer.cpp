@@ -1,6 +1,5 @@
 // The input is a request, a line "ID=VALUE" for each property, then an empty line, then iscsid.conf.
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstdlib>
 
 #include "fuzz/fuzz.h"
@@ -9,49 +8,97 @@
 
 namespace {
 
-constexpr const char* conf = "/etc/iscsi/iscsid.conf";
+using Request = std::vector<reference::Property>;
+
 constexpr const char* name_file = "/etc/iscsi/initiatorname.iscsi";
 const std::string old_name = "InitiatorName=iqn.a\n# and a line behind it\n";
 
-struct Input {
-    explicit Input(const std::string& text) {
-        std::size_t size = 0;
-        for (const std::string& line : fuzz::pieces(text, std::string::npos)) {
-            size += line.size();
-            if (line == "\n" || request.size() == 40) break;
-            const std::size_t equals = line.find('=');
-            if (equals == std::string::npos) continue;
-            const std::string value = line.substr(equals + 1, 256);
-            request.push_back({static_cast<std::uint32_t>(std::strtoul(line.c_str(), nullptr, 10)),
-                               value.substr(0, value.find_first_of(std::string_view{"\n\0", 2}))});
-        }
-        settings = text.substr(size);
+/// The rest of the text is iscsid.conf.
+Request take_request(std::string& text) {
+    Request request;
+    for (const std::string& line : fuzz::pieces(std::string{text}, std::string::npos)) {
+        text.erase(0, line.size());
+        if (line == "\n" || request.size() == 40) break;
+        const std::size_t equals = line.find('=');
+        if (equals == std::string::npos) continue;
+        const std::string value = line.substr(equals + 1, 256);
+        request.push_back({static_cast<std::uint32_t>(std::strtoul(line.c_str(), nullptr, 10)),
+                           value.substr(0, value.find_first_of(std::string_view{"\n\0", 2}))});
     }
+    return request;
+}
 
-    std::vector<reference::Property> request;
-    std::string settings;
-};
+std::string full_key(std::uint32_t id) {
+    constexpr const char* prefixes[] = {
+        "", "node.session.", "node.session.iscsi.", "node.conn[0].", "node.conn[0].iscsi.", ""};
+    return std::string{prefixes[iSCSI_PropertyTable[id].key_class]} + iSCSI_PropertyTable[id].name;
+}
+
+int accept(Request& request, Request& accepted, std::string& keys, std::string& name) {
+    for (reference::Property& property : request) {
+        if (property.value.empty() && property.id == 78) break;
+        if (property.id == 38) property.id = 20;
+        if (property.id == 0 || property.id > 77) return 86;
+        const std::string key = full_key(property.id) + "##";
+        if (property.id == 1) {
+            if (property.value.size() > 223) return -3;
+            name = "InitiatorName=" + property.value + "\n";
+        }
+        if (fuzz::contains(keys, "##" + key)) return 187;
+        keys += key;
+        if (!reference::settable(property.id)) return 86;
+        accepted.push_back(property);
+        if (accepted.size() == 35) return -2;
+    }
+    return 0;
+}
+
+int write(Request& request, std::string& conf, std::string& name) {
+    Request accepted;
+    std::string keys = "##", text;
+    if (const int result = accept(request, accepted, keys, name)) return result;
+    // Whole lines: pieces of long ones are no lines of their own.
+    for (const std::string& line : fuzz::pieces(conf, std::string::npos)) {
+        const auto tokens = fuzz::words(line, " =");
+        const bool sets =
+            line[0] != '#' && line[0] != '\n' && !tokens.empty() && fuzz::contains(keys, tokens[0] + "##");
+        const auto selected = std::find_if(accepted.begin(), accepted.end(), [&](const auto& property) {
+            return sets && reference::means(tokens[0], property.id);
+        });
+        const bool kept = selected == accepted.end();
+        text += kept ? line : tokens[0] + " = " + selected->value + "\n";
+        if (!kept) selected->written = true;
+    }
+    conf = text;
+    std::erase_if(accepted, [](const auto& property) { return property.written; });
+    if (accepted.empty()) return 0;
+    if (!conf.empty() && conf.back() != '\n') conf += "\n";
+    for (const auto& property : accepted) {
+        if (property.id != 1) conf += full_key(property.id) + " = " + property.value + "\n";
+    }
+    conf += "\n";
+    return 0;
+}
 
 }  // namespace
 
 void fuzz::try_input(const std::string& input) {
-    auto [request, settings] = Input{input};
+    std::string conf = input, name = old_name;
+    Request request = take_request(conf);
     std::vector<_iSCSI_Property> list(request.size() + 1);
     for (std::size_t i = 0; i < request.size(); ++i) {
         list[i].id = request[i].id;
         request[i].value.copy(list[i].value, sizeof list[i].value);
     }
     list.back().id = 78;
-    put(conf, settings);
-    put(name_file, old_name);
+    host::write_file(reference::conf, conf);
+    host::write_file(name_file, old_name);
 
-    const int result = _SetProperty(1, list.data());
-    const reference::Written expected = reference::write(request, settings, old_name);
-    require_equal(std::to_string(expected.result), std::to_string(result), "result");
-    require_equal(expected.conf, get(conf), "iscsid.conf");
-    require_equal(expected.name_file, get(name_file), "name file");
-    require_equal("-1", std::to_string(access("/tmp/tmpiscsidconf.txt", F_OK)), "temporary file");
+    require_equal(write(request, conf, name), _SetProperty(1, list.data()), "result");
+    require_equal(conf, host::read_file(reference::conf), "iscsid.conf");
+    require_equal(name, host::read_file(name_file), "name file");
+    require_equal(false, host::exists("/tmp/tmpiscsidconf.txt"), "temporary file");
     for (std::size_t i = 0; i < request.size(); ++i) {
-        require_equal(std::to_string(request[i].id), std::to_string(list[i].id), "id in the request");
+        require_equal(request[i].id, list[i].id, "id in the request");
     }
 }
