@@ -31,21 +31,14 @@ extern "C" int fsync(int descriptor) {
     return flushed.size() == failing_flush ? -1 : 0;
 }
 
-// Stands in for the C library's: what befalls the temporary file, which alone is for its owner only, and a
-// disk that takes nothing any more, not even an old text, once iscsid.conf (0640) has come to its end.
+// Stands in for the C library's: what befalls the temporary file, which alone is for its owner only.
 static std::function<void()> after_temporary;
-static std::size_t disk_end = SIZE_MAX;
 
 extern "C" ssize_t pwrite(int descriptor, const void* text, std::size_t size, off_t offset) {
+    const auto result = static_cast<ssize_t>(syscall(SYS_pwrite64, descriptor, text, size, offset));
     struct stat status {};
     fstat(descriptor, &status);
-    const mode_t mode = status.st_mode & 07777;
-    const std::size_t begin = static_cast<std::size_t>(offset);
-    if (mode == 0640 && begin + size > disk_end) size = begin < disk_end ? disk_end - begin : (disk_end = 0);
-    if (size == 0) errno = ENOSPC;
-    if (size == 0) return -1;
-    const auto result = static_cast<ssize_t>(syscall(SYS_pwrite64, descriptor, text, size, offset));
-    if (after_temporary && mode == 0600) after_temporary();
+    if (after_temporary && (status.st_mode & 07777) == 0600) after_temporary();
     return result;
 }
 
@@ -147,19 +140,9 @@ TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
     host::start_stack();
     host::set_initiator_name("iqn.a");
     host::write_file(conf, "ERL = 1\n");
-    _InitiatorNode expected{0, 0, "iqn.a", {}, "iqn.a", {}, 0, {}, {}};
-    for (const int mode : {1, 2, 3}) {
-        void* list;
-        unsigned int count;
-        EXPECT_EQ(_GetInitiatorNodeList(&list, &count, mode), 0);
-        EXPECT_EQ(count, mode == 1 ? 1U : 2U);
-        EXPECT_EQ(std::memcmp(list, &expected, sizeof expected), 0) << mode;
-        EXPECT_EQ(next_record(static_cast<_InitiatorNode*>(list)), nullptr);
-        std::free(list);
-        expected.node_valid = expected.stack_running = 1;
-        const _iSCSI_Property entries[] = {{1, "iqn.a"}, {14, "1"}, {78, ""}};
-        std::copy(std::begin(entries), std::end(entries), expected.properties);
-    }
+    const std::pair<int, std::string> modes[] = {
+        {1, "0 1 iqn.a"}, {2, "0 2 1=iqn.a 14=1"}, {3, "0 2 1=iqn.a 14=1"}};
+    for (const auto& [mode, expected] : modes) EXPECT_EQ(read(mode), expected);
     EXPECT_EQ(_AddInitiatorNode(), -1);
     EXPECT_EQ(_RemoveInitiatorNode("iqn.b"), -1);
     EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), 0);
@@ -221,25 +204,19 @@ TEST(Writer, ReplacesAndAppends) {
     }
 }
 
-std::vector<Property> all_settings() {
+TEST(Settings, AreReadBackAndStayTheSame) {
     std::vector<Property> all;
-    for (const auto& row : iSCSI_PropertyTable) {
+    for (const auto& row : iSCSI_PropertyTable)
         if ((row.flags & 1) != 0 && row.name != nullptr)
             all.push_back({row.id, "v" + std::to_string(row.id)});
-    }
-    return all;
-}
-
-TEST(Settings, AreReadBackAndStayTheSame) {
-    ASSERT_EQ(all_settings().size(), 30U);
+    ASSERT_EQ(all.size(), 30U);
     ASSERT_GT(host::read_file(conf).size(), 4000U);
-    EXPECT_EQ(set(all_settings()), 0);
+    EXPECT_EQ(set(all), 0);
     const std::string once = host::read_file(conf), settings = read() + " ";
-    EXPECT_EQ(set(all_settings()), 0);
+    EXPECT_EQ(set(all), 0);
     EXPECT_EQ(host::read_file(conf), once + "\n") << "each time the name is set";
-    for (const auto& [id, value] : all_settings()) {
-        EXPECT_NE(settings.find(" " + std::to_string(id) + "=" + value + " "), std::string::npos) << settings;
-    }
+    for (const auto& [id, value] : all)
+        EXPECT_NE(settings.find(" " + std::to_string(id) + "=" + value + " "), settings.npos) << settings;
 }
 
 TEST(Writer, RefusesBeforeItTouchesTheSettings) {
@@ -303,8 +280,7 @@ TEST(Writer, WritesNoSecretsIntoWhatAppearsInItsWay) {
     }
 }
 
-void fill(const char* directory = nullptr, const char* size = "") {
-    ASSERT_TRUE(directory == nullptr || mount("none", directory, "tmpfs", 0, size) == 0);
+void fill() {
     host::write_file(conf, page);
     chmod(conf.c_str(), 0640);
     host::set_initiator_name("iqn.a");
@@ -312,14 +288,20 @@ void fill(const char* directory = nullptr, const char* size = "") {
 
 TEST(Writer, LosesNothingWhenAFileFails) {
     const std::string unreadable = "read tmp file";
+    const auto mount_small = [](const char* directory) {
+        ASSERT_EQ(mount("none", directory, "tmpfs", 0, "size=8k"), 0);
+        fill();
+    };
     const std::tuple<const char*, std::function<void()>, std::string, const char*> cases[] = {
-        {"full /tmp", [] { fill("/tmp", "size=4k"); }, write_temporary, "iqn.b"},
-        {"full /etc/iscsi", [] { fill("/etc/iscsi", "size=8k"); }, write_conf, "iqn.b"},
-        {"broken disk", [] { disk_end = page.size(); }, write_conf, "iqn.b"},
-        {"unwritable /tmp", [] { chmod("/tmp", 0500); }, write_temporary, "iqn.b"},
+        {"full /tmp",
+         [&] {
+             mount_small("/tmp");
+             host::write_file("/tmp/x", page);
+         },
+         write_temporary, "iqn.b"},
+        {"full /etc/iscsi", [&] { mount_small("/etc/iscsi"); }, write_conf, "iqn.b"},
         {"directory in the way", [] { host::make_directory(temporary + "/x"); }, write_temporary, "iqn.b"},
         {"unreadable iscsid.conf", [] { chmod(conf.c_str(), 0200); }, "", "iqn.b"},
-        {"unwritable iscsid.conf", [] { chmod(conf.c_str(), 0400); }, "", "iqn.b"},
         {"unwritable name file", [] { chmod(name_file.c_str(), 0400); }, "", "iqn.a"},
         {"name file not flushed", [] { failing_flush = 1; }, "", "iqn.a"},
         {"temporary file gone", [] { after_temporary = [] { host::remove(temporary); }; }, unreadable,
@@ -341,11 +323,9 @@ TEST(Writer, LosesNothingWhenAFileFails) {
         EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + std::string{name} + "\n");
         failing_flush = 0;
         after_temporary = nullptr;
-        disk_end = SIZE_MAX;
-        umount2("/tmp", MNT_DETACH);
-        umount2("/etc/iscsi", MNT_DETACH);
+        for (const char* mounted : {"/tmp", "/etc/iscsi"}) umount2(mounted, MNT_DETACH);
         host::remove(temporary);
-        for (const std::string& path : {conf, name_file, std::string{"/tmp"}}) chmod(path.c_str(), 0755);
+        for (const std::string& path : {conf, name_file}) chmod(path.c_str(), 0755);
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
                   unable.empty() ? "" : "ERROR: unable to " + unable + ".\n");
     }

@@ -3,39 +3,32 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/agent.h"
 #include "tests/support/host.h"
 
 // The hooks are called by their exported names, so an agent's developer can put own ones in their place.
 static std::vector<std::string> hooks;
 static bool hooks_throw = false;
-static void hook(const char* what, const void* list, unsigned int count) {
-    if (hooks_throw) throw what;
+static int hook(const char* what, const void* list, unsigned int count) {
     hooks.push_back(what + std::string{list != nullptr ? " " : " null "} + std::to_string(count));
+    if (hooks_throw) throw what;
+    return 0;
 }
 extern "C" {
 int print_target_info(_TargetInformation* list, int count) {
-    hook("targets", list, static_cast<unsigned int>(count));
-    return 0;
+    return hook("targets", list, static_cast<unsigned int>(count));
 }
 int print_portals_info(_TargetPortalGroups* list, unsigned int) {
-    hook("portals", list, list != nullptr ? list->address[0] : 0U);
-    return 0;
+    return hook("portals", list, list != nullptr ? list->address[0] : 0U);
 }
 int print_session_info(_SessionInformation* list, unsigned int count) {
-    hook("sessions", list, count);
-    return 0;
+    return hook("sessions", list, count);
 }
 int print_connection_info(_ConnectionInformation* list) {
-    hook("connection", list, list != nullptr ? list->TargetPort : 0U);
-    return 0;
+    return hook("connection", list, list != nullptr ? list->TargetPort : 0U);
 }
 int print_kv_settings(_iSCSI_Property* properties, unsigned int count) {
-    hook("settings", properties, count);
-    return 0;
+    return hook("settings", properties, count);
 }
 }
 
@@ -45,19 +38,25 @@ using namespace operations;
 using Lines = std::vector<std::string>;
 
 constexpr std::size_t buffer_size = 40'000;
-unsigned char some_buffer[buffer_size];
+
+struct OwnMessages : OpenInitiator {
+    const char* GetErrStr(int code) override {
+        return code == 166 ? "no such thing" : throw std::string{"no message"};
+    }
+};
 
 class Operations : public testing::Test {
 protected:
-    unsigned int call(const Operation& operation, int index = 1) {
-        Call arguments{initiator, nullptr, index};
+    unsigned int call(const Operation& operation, OpenInitiator& on, int index = 1) {
+        static unsigned char buffer[buffer_size];
+        Call arguments{on, buffer, index};
         return operation.call(arguments);
     }
 
     void expect_in_full(const Operation& operation, const Outcome& expected, bool wants_list) {
         populate_host();
         operation.situation();
-        std::string buffer(buffer_size, '\xAA');
+        std::string buffer(buffer_size, filling);
         Call call{initiator, wants_list ? reinterpret_cast<unsigned char*>(buffer.data()) : nullptr};
         initiator.err_msg[0] = '\0';
         shell::forget();
@@ -77,7 +76,7 @@ protected:
     void expect_check(const Operation& operation, unsigned int refusal, int index) {
         op_init_stack_avail = op_initiator_started = 7;
         shell::forget();
-        EXPECT_EQ(call(operation, index), refusal != 0 ? refusal : operation.healthy.status);
+        EXPECT_EQ(call(operation, initiator, index), refusal != 0 ? refusal : operation.healthy.status);
         EXPECT_EQ(shell::commands(), refusal != 0 ? Lines{} : operation.healthy.commands);
     }
 
@@ -104,17 +103,18 @@ TEST_F(Operations, CheckTheIndexThenTheStack) {
         SCOPED_TRACE(name);
         const auto [wrong_index, not_installed, stopped] = *operation.checks;
         initiator.err_msg[0] = '\0';
-        populate_host();
-        operation.situation();
-        expect_check(operation, wrong_index, 2);
-        if (wrong_index != 0) {
-            EXPECT_EQ(op_init_stack_avail + op_initiator_started, 14u)
+        for (const int index : {0, 2}) {
+            populate_host();
+            operation.situation();
+            expect_check(operation, wrong_index, index);
+            EXPECT_TRUE(wrong_index == 0 || op_init_stack_avail + op_initiator_started == 14U)
                 << "the index is checked before any probe";
         }
         operation.situation();
         host::stop_stack();
         if (name == "StartInitiator") host::write_file("/proc/modules", "iscsi_tcp 28672 0 - Live 0x0\n");
         expect_check(operation, stopped, 1);
+        EXPECT_TRUE(wrong_index != 0 || op_initiator_started == 0U) << "both are probed";
         operation.situation();
         host::remove_stack();
         expect_check(operation, not_installed, 1);
@@ -124,29 +124,29 @@ TEST_F(Operations, CheckTheIndexThenTheStack) {
     }
 }
 
-unsigned char session_id[16] = {1};
-unsigned char address[4] = {10, 0, 0, 1};
-unsigned int len, count;
-
-TEST_F(Operations, LetNoExceptionThrough) {
-    struct Throwing : OpenInitiator {
-        const char* GetErrStr(int) override { throw std::string{"no message"}; }
-    } throwing;
+TEST_F(Operations, LetNoExceptionThroughAndReportByTheTable) {
+    OwnMessages own;
     hooks_throw = true;
     for (const Operation& operation : table) {
         SCOPED_TRACE(operation.name);
         populate_host();
         operation.situation();
-        Call with_hook{initiator, some_buffer}, without_message{throwing, some_buffer};
-        EXPECT_NO_THROW(operation.call(with_hook));
-        EXPECT_NO_THROW(operation.call(without_message));
+        hooks.clear();
+        const unsigned int status = call(operation, initiator);
+        EXPECT_EQ(status, hooks.empty() ? operation.healthy.status : 1U);
+        EXPECT_NO_THROW(call(operation, own));
+        const bool own_message = operation.healthy.status == 166 && operation.healthy.logged != "-";
+        EXPECT_STREQ(own.err_msg, own_message ? "no such thing" : "");
+        own.err_msg[0] = '\0';
     }
     hooks_throw = false;
 }
 
-TEST(Frame, NullWhereItHasNoMeaningIsRefused) {
+TEST_F(Operations, RefuseNullWhereItHasNoMeaning) {
     populate_host();
-    OpenInitiator o;
+    OpenInitiator& o = initiator;
+    unsigned char session[16] = {1}, address[4] = {10, 0, 0, 1};
+    unsigned int count;
     const unsigned int answers[] = {o.LoginTarget(nullptr),
                                     o.LogoutTarget(1, nullptr),
                                     o.SetProperty(1, nullptr),
@@ -155,7 +155,7 @@ TEST(Frame, NullWhereItHasNoMeaningIsRefused) {
                                     o.QuerySessionCount(nullptr),
                                     o.QuerySessionList(nullptr, nullptr, nullptr),
                                     o.QueryDiskCount(nullptr, &count),
-                                    o.QueryDisks(session_id, nullptr, nullptr, nullptr),
+                                    o.QueryDisks(session, nullptr, nullptr, nullptr),
                                     o.RemoveTarget(1, nullptr, 1, nullptr),
                                     o.RemovePersistentTarget(1, nullptr, nullptr, 1, nullptr)};
     for (const unsigned int answer : answers) EXPECT_EQ(answer, 205u);
@@ -165,23 +165,13 @@ TEST(Frame, NullWhereItHasNoMeaningIsRefused) {
     EXPECT_EQ(op_init_stack_avail, 0u);
 }
 
-TEST(Frame, FailuresAreRecordedThroughTheTable) {
-    struct OwnMessages : OpenInitiator {
-        const char* GetErrStr(int code) override { return code == 166 ? "no such thing" : "?"; }
-    };
-    populate_host();
-    unsigned char unknown[16] = {9};
-    OwnMessages initiator;
-    EXPECT_EQ(initiator.QueryDisks(unknown, nullptr, &count, &len), 166u);
-    EXPECT_STREQ(initiator.err_msg, "no such thing");
-    EXPECT_EQ(host::log_entries(), Lines{"5 2 no such thing"});
-}
-
-TEST_F(Operations, HooksSeeTheListsThatAreReturned) {
+TEST_F(Operations, ShowTheirListsToHooks) {
     populate_host();
     const std::pair<const char*, Lines> expected[] = {{"DiscoverTarget", {"targets 2"}},
                                                       {"GetList_Groups", {"portals 10"}},
+                                                      {"GetList_GroupsOfUnknown", {"portals null 0"}},
                                                       {"GetList_Portals", {"portals 10"}},
+                                                      {"GetList_PortalsOfUnknown", {}},
                                                       {"QuerySessionList", {"sessions 2"}},
                                                       {"GetList_Connections", {"connection 3260"}},
                                                       {"GetProperty", {"settings 4"}},
@@ -193,9 +183,13 @@ TEST_F(Operations, HooksSeeTheListsThatAreReturned) {
         const Operation& operation = *std::find_if(table.begin(), table.end(), is_named);
         operation.situation();
         hooks.clear();
-        EXPECT_EQ(call(operation), 0u);
+        EXPECT_EQ(call(operation, initiator), operation.healthy.status);
         EXPECT_EQ(hooks, calls) << name;
     }
+    _InitiatorNode nodes[2] = {};
+    hooks.clear();
+    EXPECT_EQ(print_initiator_info(nodes, 1, 4), 0);
+    EXPECT_TRUE(hooks.empty()) << "of the settings, where they were not asked for";
 }
 
 }  // namespace

@@ -1,249 +1,280 @@
-// Sessions and connections from sysfs, healthy and hostile.
+// Sessions, connections and disks from sysfs, healthy and hostile.
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include "kvlinopinitr/iscsi_status.h"
-#include "tests/support/agent.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
 
 namespace {
 
-using namespace iscsi_status;
+using Rows = std::vector<std::pair<std::string, std::string>>;
 
-constexpr const char* initiator_name = "iqn.2024-01.example.host:initiator";
+const std::string entry = "/sys/class/iscsi_session/session", name_file = "/etc/iscsi/initiatorname.iscsi";
+const std::string connection_1 = "/sys/class/iscsi_connection/connection1:0/";
+const std::string device_link = entry + "1/device";
+const std::string n255(255, 'n'), array = "iqn.2024-01.example.array:disks";
 
-std::string entry(int number) {
-    return "/sys/class/iscsi_session/session" + std::to_string(number);
+std::string dotted(const unsigned char (&address)[16]) {
+    std::string text;
+    for (const unsigned char byte : address) text += (text.empty() ? "" : ".") + std::to_string(byte);
+    while (text.ends_with(".0")) text.resize(text.size() - 2);
+    return text;
 }
 
-class Sessions : public testing::Test {
+std::string described(const _ConnectionInformation* connection) {
+    if (connection == nullptr) return "none";
+    return dotted(connection->InitiatorAddress) + " to " + dotted(connection->TargetAddress) + ":" +
+           std::to_string(connection->TargetPort);
+}
+
+class Sysfs : public testing::TestWithParam<host::SysfsForm> {
 protected:
-    Sessions() {
+    Sysfs() {
         host::start_stack();
-        host::set_initiator_name(initiator_name);
+        host::set_initiator_name("iqn.i");
     }
 
-    // As the agent does it: count first, then the list into a buffer of that size.
-    std::vector<_SessionInformation> list() {
-        count = 0;
-        EXPECT_EQ(initiator.QuerySessionCount(&count), success);
-        std::vector<_SessionInformation> sessions(count + 1);
-        std::memset(static_cast<void*>(sessions.data()), 0xAA, sessions.size() * sizeof sessions[0]);
-        EXPECT_EQ(initiator.QuerySessionList(sessions.data(), &count, &bytes), success);
-        EXPECT_EQ(bytes, count * 554);
-        for (const unsigned char byte : reinterpret_cast<unsigned char(&)[554]>(sessions.back())) {
-            EXPECT_EQ(byte, 0xAA) << "behind the last record";
-        }
-        sessions.pop_back();
-        return sessions;
+    /// A list of the operation into a buffer that it fits into exactly, with the names in all records.
+    template <class Record, class Describe>
+    std::string list(unsigned int status, const std::vector<Record>& records, Describe describe) {
+        if (status != 0) return std::to_string(status);
+        EXPECT_EQ(bytes % sizeof(Record), 0U);
+        std::string text = std::to_string(count) + ":";
+        for (std::size_t i = 0; i < bytes / sizeof(Record); ++i) text += " " + describe(records[i]) + ";";
+        const unsigned char behind = reinterpret_cast<const unsigned char*>(records.data())[bytes];
+        EXPECT_EQ(behind, 0xAA);
+        return text;
     }
 
-    OpenInitiator initiator;
+    template <class Record>
+    std::vector<Record> filled() {
+        std::vector<Record> records(310);
+        std::memset(static_cast<void*>(records.data()), 0xAA, records.size() * sizeof(Record));
+        return records;
+    }
+
+    std::string sessions() {
+        auto records = filled<_SessionInformation>();
+        const unsigned int status = o.QuerySessionList(records.data(), &count, &bytes);
+        return list(status, records, [](const _SessionInformation& session) {
+            const _SessionInformation zero{};
+            if (std::memcmp(&session, &zero, sizeof zero) == 0) return std::string{"zero"};
+            EXPECT_EQ(session.SessionHandle[0], session.SessionId[0]);
+            return session.InitiatorName + std::string{" "} + session.TargetName + " " +
+                   std::to_string(session.SessionId[0]) + " " + described(session.Connections);
+        });
+    }
+
+    std::string disks(std::string session = "\x0c") {
+        session.resize(16);
+        auto* reference = reinterpret_cast<unsigned char*>(session.data());
+        auto records = filled<_DiskInformation>();
+        const unsigned int status = o.QueryDisks(reference, records.data(), &count, &bytes);
+        std::string text = list(status, records, [](const _DiskInformation& disk) {
+            std::string fields = disk.TargetName;
+            for (const int number : {disk.Host, disk.Channel, disk.TargetId, disk.Lun})
+                fields += ":" + std::to_string(number);
+            for (const char* field : {disk.DeviceName, disk.Size, disk.Vendor, disk.Model})
+                fields += std::string{" "} + field;
+            return disk.InitiatorName == std::string{"iqn.i"} ? fields : "of another initiator";
+        });
+        unsigned int luns = 99;
+        EXPECT_EQ(o.QueryDiskCount(reference, &luns), status);
+        return text + " " + std::to_string(luns);
+    }
+
+    OpenInitiator o;
     unsigned int count = 0, bytes = 0;
 };
 
-int query(_ConnectionInformation*& connection) {
-    const unsigned char session[16] = {1};
-    connection = nullptr;
-    return _QueryConnectionList("", session, &connection);
-}
+INSTANTIATE_TEST_SUITE_P(Kernels, Sysfs, testing::Values(host::SysfsForm::today, host::SysfsForm::older));
 
-class SysfsForms : public Sessions, public testing::WithParamInterface<host::SysfsForm> {};
-
-TEST_P(SysfsForms, RecordsInTheOrderOfTheNumbersWithTheirConnections) {
-    for (const int number : {10, 1, 2}) {
+TEST_P(Sysfs, HoldsSessionsInTheOrderOfTheirNumbers) {
+    for (const int number : {10, 1, 2})
         host::add_session({number, "iqn.t" + std::to_string(number), number + 20}, GetParam());
-    }
-    const auto sessions = list();
-    ASSERT_EQ(sessions.size(), 3u);
-    const int order[] = {1, 2, 10};
-    for (std::size_t i = 0; i < sessions.size(); ++i) {
-        const _SessionInformation& session = sessions[i];
-        EXPECT_EQ(session.TargetName, "iqn.t" + std::to_string(order[i]));
-        EXPECT_STREQ(session.InitiatorName, initiator_name);
-        EXPECT_EQ(session.SessionId[0], order[i]);
-        EXPECT_EQ(session.SessionHandle[0], order[i]);
-        EXPECT_EQ(+session.ConnectionCount, 1);
-        const _ConnectionInformation expected{{}, {10, 0, 0, 100}, {10, 0, 0, 1}, {}, 3260, {}};
-        ASSERT_TRUE(session.Connections != nullptr);
-        EXPECT_EQ(std::memcmp(session.Connections, &expected, sizeof expected), 0);
-    }
-    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.t10"), 10);
-    EXPECT_EQ(_QuerySessionID("010.0.0.1", 3260, "iqn.t10"), -1);
-    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3261, "iqn.t10"), -1);
-    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.t1"), 1);
-    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.t"), -1);
+    const std::string rest = " 10.0.0.100 to 10.0.0.1:3260;";
+    EXPECT_EQ(sessions(), "3: iqn.i iqn.t1 1" + rest + " iqn.i iqn.t2 2" + rest + " iqn.i iqn.t10 10" + rest);
+    const std::tuple<const char*, std::uint16_t, const char*, int> cases[] = {
+        {"10.0.0.1", 3260, "iqn.t10", 10}, {"010.0.0.1", 3260, "iqn.t10", -1},
+        {"10.0.0.1", 3261, "iqn.t10", -1}, {"10.0.0.1", 3260, "iqn.t1", 1},
+        {"10.0.0.1", 3260, "iqn.t", -1},   {"10.0.0.1", 3260, "iqn.t2", 2}};
+    for (const auto& [address, port, target, number] : cases)
+        EXPECT_EQ(_QuerySessionID(address, port, target), number) << address << port << target;
 }
 
-constexpr host::SysfsForm forms[] = {host::SysfsForm::today, host::SysfsForm::older};
-INSTANTIATE_TEST_SUITE_P(Kernels, SysfsForms, testing::ValuesIn(forms));
-
-TEST_F(Sessions, NothingIsWrittenWithoutASessionOrAPointer) {
-    count = bytes = 77;
-    host::make_directory("/sys/class/iscsi_session");
-    EXPECT_EQ(initiator.QuerySessionList(&count, &count, &bytes), no_such_session);
-    EXPECT_EQ(count, 77u);
-    EXPECT_EQ(bytes, 77u);
-    host::add_session({1});
-    GuardedBuffer<554> buffer;
-    EXPECT_EQ(initiator.QuerySessionList(buffer.data(), &count, nullptr), success);
-    EXPECT_TRUE(buffer.untouched_from(0));
+TEST_P(Sysfs, HoldsDisksInTheOrderOfTheirLuns) {
+    host::add_session({.number = 12,
+                       .target = "t",
+                       .luns = {{10, "sdd", "4096", "LIO-ORG ", "VIRTUAL-DISK    "},
+                                {0, "sdb", "2097152", "LIO-ORG ", "Virtual Disk    "},
+                                {255, "sde", "0", "V", "M"},
+                                {1, "", "", "Array", "Controller"},
+                                {256, "sdf", "18014398509481984", "V", "M"}},
+                       .target_id = 4},
+                      GetParam());
+    host::write_file("/sys/devices/platform/host3/session12/target3:0:4/3:0:4", "");
+    EXPECT_EQ(disks(),
+              "5: t:3:0:4:0 sdb 1073741824 LIO-ORG Virtual; t:3:0:4:1    ; "
+              "t:3:0:4:10 sdd 2097152 LIO-ORG VIRTUAL-DISK; t:3:0:4:255 sde 0 V M; "
+              "t:3:0:4:0 sdf 9223372036854775808 V M; 5");
 }
 
-TEST_F(Sessions, ConnectionsStayValidAndBounded) {
+TEST_F(Sysfs, ConnectionsStayValidAndBounded) {
     host::add_session({1});
-    const _ConnectionInformation* first = list()[0].Connections;
-    host::write_file("/sys/class/iscsi_connection/connection1:0/port", "3261\n");
-    const _ConnectionInformation* second = list()[0].Connections;
+    auto listed = filled<_SessionInformation>();
+    const auto read_port = [&](const std::string& port, unsigned int* wanted) {
+        host::write_file(connection_1 + "port", port + "\n");
+        EXPECT_EQ(o.QuerySessionList(listed.data(), &count, wanted), 0U);
+        return listed[0].Connections;
+    };
+    const _ConnectionInformation *first = read_port("3260", &bytes), *second = read_port("3261", &bytes);
     EXPECT_EQ(first, second) << "one record per session number, however often it is asked for";
     EXPECT_EQ(+second->TargetPort, 3261);
-    host::write_file("/sys/class/iscsi_connection/connection1:0/port", "3262\n");
-    _SessionInformation unwanted;
-    EXPECT_EQ(initiator.QuerySessionList(&unwanted, &count, nullptr), success);
+    read_port("3262", nullptr);
     EXPECT_EQ(+second->TargetPort, 3261) << "nothing was handed out";
 }
 
-TEST_F(Sessions, AFailureLeavesNoStaleList) {
-    _SessionInformation stale{}, *sessions = &stale;
-    _DiskInformation disk{}, *disks = &disk;
-    _ConnectionInformation none{}, *connection = &none;
-    _TargetPortalGroups portal{}, *portals = &portal;
-    void* nodes = &stale;
+TEST_F(Sysfs, AFailureLeavesNoStaleList) {
+    alignas(8) static char stale[8];
+    void* lists[5] = {stale, stale, stale, stale, stale};
     char unknown[] = "iqn.unknown";
     const unsigned char session[16] = {7};
-    host::remove("/etc/iscsi/initiatorname.iscsi");
-    EXPECT_EQ(_QuerySessionList(&sessions, &count, nullptr), -2);
-    EXPECT_EQ(_QueryDiskList("7", &disks, &count), -2);
-    EXPECT_EQ(_QueryConnectionList("", session, &connection), 1);
-    EXPECT_EQ(_GetPortalGroups(unknown, unknown, &portals), 1);
-    EXPECT_EQ(_GetInitiatorNodeList(&nodes, &count, 1), -1);
-    EXPECT_TRUE(sessions == nullptr && disks == nullptr && connection == nullptr && portals == nullptr);
-    EXPECT_TRUE(nodes == nullptr && count == 0);
+    host::remove(name_file);
+    EXPECT_EQ(_QuerySessionList(reinterpret_cast<_SessionInformation**>(&lists[0]), &count, nullptr), -2);
+    EXPECT_EQ(_QueryDiskList("7", reinterpret_cast<_DiskInformation**>(&lists[1]), &count), -2);
+    EXPECT_EQ(_QueryConnectionList("", session, reinterpret_cast<_ConnectionInformation**>(&lists[2])), 1);
+    EXPECT_EQ(_GetPortalGroups(unknown, unknown, reinterpret_cast<_TargetPortalGroups**>(&lists[3])), 1);
+    EXPECT_EQ(_GetInitiatorNodeList(&lists[4], &count, 1), -1);
+    for (const void* list : lists) EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(count, 0U);
 }
 
-TEST_F(Sessions, MoreThan255) {
-    for (int number = 1; number <= 300; ++number) {
-        host::add_session({number, "iqn.t" + std::to_string(number), number});
-    }
-    const auto sessions = list();
-    ASSERT_EQ(sessions.size(), 300u);
-    EXPECT_STREQ(sessions[299].TargetName, "iqn.t300");
-    EXPECT_EQ(sessions[299].SessionId[0], 44);
-    EXPECT_TRUE(sessions[299].Connections == +sessions[43].Connections) << "read by the number's low 8 bits";
+TEST_F(Sysfs, MoreThan255Sessions) {
+    for (int number = 1; number <= 300; ++number)
+        host::add_session({.number = number, .target = "t", .address = "10.0.0." + std::to_string(number)});
+    const std::string listed = sessions();
+    EXPECT_TRUE(listed.starts_with("300: iqn.i t 1 10.0.0.100 to 10.0.0.1:3260;"));
+    EXPECT_TRUE(listed.ends_with(" iqn.i t 44 10.0.0.100 to 10.0.0.44:3260;"))
+        << "the connection is that of the number's low 8 bits";
 }
 
-TEST_F(Sessions, ATargetNameIsTheFirstWordOfTheFirstLine) {
-    const std::pair<std::string, std::string> attributes[] = {
-        {"", ""},
-        {"<NULL>\n", ""},
-        {"<NULL>iqn.x\n", ""},
-        {"\niqn.x\n", ""},
-        {"iqn.x", "iqn.x"},
-        {"  \tiqn.x  iqn.y\n", "iqn.x"},
-        {std::string(255, 'n') + "\n", std::string(255, 'n')},
-        {std::string(5000, 'n') + "\n", std::string(255, 'n')},
-        {std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
-        {"\xff\xfe\x01\n", "\xff\xfe\x01"},
-    };
-    host::add_session({1});
-    for (const auto& [text, target_name] : attributes) {
-        host::write_file(entry(1) + "/targetname", text);
-        const auto sessions = list();
-        EXPECT_EQ(sessions[0].TargetName, target_name) << text;
-        EXPECT_EQ(sessions[0].SessionId[0], 1) << "the rest of the record is filled";
+TEST_F(Sysfs, ATargetNameIsTheFirstWordOfTheFirstLine) {
+    const Rows rows = {{"", ""},
+                       {"<NULL>iqn.x\n", ""},
+                       {"\niqn.x\n", ""},
+                       {"iqn.x", "iqn.x"},
+                       {"  \tiqn.x  iqn.y\n", "iqn.x"},
+                       {n255 + "\n", n255},
+                       {std::string(5000, 'n') + "\n", n255},
+                       {std::string{"iqn\0\xff\x01x\n", 8}, "iqn"},
+                       {"\xff\xfe\x01\n", "\xff\xfe\x01"}};
+    host::add_session({12});
+    for (const auto& [text, name] : rows) {
+        host::write_file(entry + "12/targetname", text);
+        EXPECT_EQ(sessions(), "1: iqn.i " + name + " 12 10.0.0.100 to 10.0.0.1:3260;") << text;
+        EXPECT_EQ(disks(), "0: " + name + ":0:0:0:0    ; 0") << text;
     }
 }
 
-TEST_F(Sessions, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
-    for (const int number : {1, 2, 3}) host::add_session({number});
-    host::remove(entry(2) + "/targetname");
-    host::make_link("/sys/class/iscsi_session/session9", "nowhere");
+TEST_F(Sysfs, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
+    for (const int number : {1, 2, 3}) host::add_session({.number = number, .target = "t"});
+    host::remove(entry + "2/targetname");
+    host::make_link(entry + "9", "nowhere");
     host::write_file("/sys/class/iscsi_session/odd/targetname", "iqn.odd\n");
-    const auto sessions = list();
-    ASSERT_EQ(sessions.size(), 5u);
-    const _SessionInformation zero{};
-    for (const int odd : {0, 2, 4}) EXPECT_EQ(std::memcmp(&sessions.data()[odd], &zero, 554), 0) << odd;
-    EXPECT_EQ(sessions[1].SessionId[0], 1);
-    EXPECT_EQ(sessions[3].SessionId[0], 3);
+    const std::string rest = " 10.0.0.100 to 10.0.0.1:3260; ";
+    EXPECT_EQ(sessions(), "5: zero; iqn.i t 1" + rest + "zero; iqn.i t 3" + rest + "zero;");
+    EXPECT_EQ(disks("2"), "0: :0:0:0:0    ; 0");
+    EXPECT_EQ(disks("9"), "0: :0:0:0:0    ; 99") << "it is there, wherever it leads";
 }
 
-TEST_F(Sessions, TheInitiatorNamesTroublesDoNotReachTheStatus) {
+TEST_F(Sysfs, TheInitiatorNamesTroublesDoNotReachTheStatus) {
     host::add_session({1});
     for (const std::string& name : {std::string{}, std::string(224, 'n'), std::string(300, 'n')}) {
         host::set_initiator_name(name);
-        EXPECT_EQ(list().size(), 1u);
-        EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, "iqn.2024-01.example.array:disks"), 1);
+        EXPECT_TRUE(sessions().starts_with("1: " + std::string(name.size() == 224 ? 224 : 0, 'n') + " iqn."));
+        EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, array.c_str()), 1);
     }
-    host::remove("/etc/iscsi/initiatorname.iscsi");
-    EXPECT_STREQ(list()[0].InitiatorName, "");
 }
 
-constexpr const char* address_file = "/sys/class/iscsi_connection/connection1:0/address";
-constexpr const char* port_file = "/sys/class/iscsi_connection/connection1:0/port";
-constexpr const char* host_file = "/sys/class/iscsi_host/host3/ipaddress";
-constexpr const char* device_link = "/sys/class/iscsi_session/session1/device";
-
-TEST_F(Sessions, AConnectionFileByFile) {
-    const std::vector<int> good{10, 0, 0, 1};
-    const struct {
-        const char *file, *text;  // no text: the file is missing
-        int result;
-        std::vector<int> target;
-        int port, first_initiator_byte;
-    } cases[] = {
-        {address_file, nullptr, 1, {}, 0, 0},
-        {port_file, nullptr, 1, {}, 0, 0},
-        {host_file, nullptr, 1, {}, 0, 0},
-        {device_link, nullptr, -1, good, 3260, 0},
-        {address_file, "<NULL>\n", 0, {}, 3260, 10},
-        {address_file, "", 0, {}, 3260, 10},
-        {address_file, "..10.0..0.1.\n", 0, good, 3260, 10},
-        {address_file, "fe80::1\n", 0, {0}, 3260, 10},
-        {address_file,
-         "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n",
-         0,
-         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
-         3260,
-         10},
-        {address_file, "266.256.-1.99999999999999999999\n", 0, {10, 0, 255, 255}, 3260, 10},
-        {port_file, "<NULL>\n", 0, good, 0, 10},
-        {port_file, "many\n", 0, good, 0, 10},
-        {host_file, "(null)\n", 0, good, 3260, 0},
+TEST_F(Sysfs, AConnectionFileByFile) {
+    const std::string address = connection_1 + "address", port = connection_1 + "port", missing = "missing",
+                      initiator = "/sys/class/iscsi_host/host3/ipaddress", whole = "0 10.0.0.100 to ";
+    const std::tuple<std::string, std::string, std::string> cases[] = {
+        {address, missing, "1 none"},
+        {port, missing, "1 none"},
+        {initiator, missing, "1 none"},
+        {address, "<NULL>\n", whole + "0:3260"},
+        {address, "", whole + "0:3260"},
+        {address, "..10.0..0.010.\n", whole + "10.0.0.10:3260"},
+        {address, "fe80::1\n", whole + "0:3260"},
+        {address, "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n",
+         whole + "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16:3260"},
+        {address, "266.256.-1.99999999999999999999.x. 7\n", whole + "10.0.255.255:3260"},
+        {port, "<NULL>\n", whole + "10.0.0.1:0"},
+        {port, "many\n", whole + "10.0.0.1:0"},
+        {initiator, "(null)\n", "0 0 to 10.0.0.1:3260"},
+        // The SCSI host is the last component but one of where the device link leads.
+        {device_link, missing, "-1 0 to 10.0.0.1:3260"},
+        {device_link, "../../../devices/platform/host3/session1", whole + "10.0.0.1:3260"},
+        {device_link, "/host3/session1", whole + "10.0.0.1:3260"},
+        {device_link, "../../host3x/session1", whole + "10.0.0.1:3260"},
+        {device_link, "../../hosts/session1", "-1 0 to 10.0.0.1:3260"},
+        {device_link, "session1", "-1 0 to 10.0.0.1:3260"},
+        {device_link, "../../../session1", whole + "10.0.0.1:3260"},
+        {device_link, "../../../../../../../../../../../../host3/session1", whole + "10.0.0.1:3260"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string{c.file} + ": " + (c.text != nullptr ? c.text : "missing"));
+    for (const auto& [file, text, expected] : cases) {
         host::add_session({1});
-        host::remove(c.file);
-        if (c.text != nullptr) host::write_file(c.file, c.text);
-        _ConnectionInformation* connection;
-        EXPECT_EQ(query(connection), c.result);
-        ASSERT_EQ(connection != nullptr, c.result != 1);
-        if (connection == nullptr) continue;
-        std::vector<int> expected = c.target;
-        expected.resize(16);
-        EXPECT_EQ(std::vector<int>(connection->TargetAddress, connection->TargetAddress + 16), expected);
-        EXPECT_EQ(+connection->TargetPort, c.port);
-        EXPECT_EQ(connection->InitiatorAddress[0], c.first_initiator_byte);
-        EXPECT_EQ(next_record(connection), nullptr);
+        host::remove(file);
+        if (file == device_link && text != missing) host::make_link(file, text);
+        if (file != device_link && text != missing) host::write_file(file, text);
+        const unsigned char session[16] = {1};
+        _ConnectionInformation* connection = nullptr;
+        const int result = _QueryConnectionList("", session, &connection);
+        EXPECT_EQ(std::to_string(result) + " " + described(connection), expected) << file << " " << text;
         std::free(connection);
     }
 }
 
-TEST_F(Sessions, TheScsiHostIsTheLastButOneComponent) {
-    host::add_session({1});
-    const std::pair<const char*, int> links[] = {{"../../../devices/platform/host3/session1", 0},
-                                                 {"/host3/session1", 0},
-                                                 {"../../host3x/session1", 0},
-                                                 {"../../hosts/session1", -1},
-                                                 {"session1", -1},
-                                                 {"../../../session1", 0}};
-    for (const auto& [link, result] : links) {
-        host::make_link(device_link, link);
-        _ConnectionInformation* connection;
-        EXPECT_EQ(query(connection), result) << link;
-        std::free(connection);
-    }
+TEST_F(Sysfs, DisksWithWhatCannotBeRead) {
+    host::add_session(
+        {.number = 12, .target = "t", .luns = {{0, "sdb", "8", "V", "M"}, {1, "c", "8", "", ""}}});
+    const std::string bus = "/sys/bus/scsi/devices/3:0:0:";
+    host::remove(bus + "0/vendor");
+    host::write_file(bus + "0/model", "<NULL>\n");
+    host::remove(bus + "0/block/sdb/size");
+    host::write_file(bus + "1/vendor", std::string(2000, 'v'));
+    host::write_file(bus + "1/model", std::string(100, 'm') + "\n");
+    host::write_file(bus + "1/block/c/size", std::string(38, '9') + "\n");
+    EXPECT_EQ(disks(), "2: t:3:0:0:0 sdb 0  ; t:3:0:0:1 c 18446744073709551104 " + std::string(31, 'v') +
+                           " " + std::string(31, 'm') + "; 2");
+    host::remove(bus + "1");
+    const auto expect_no_device = [&](const char* what) {
+        EXPECT_EQ(disks(), "2: t:3:0:0:0    ; t:3:0:0:1    ; 2") << what;
+    };
+    host::remove(bus + "0/block/sdb");
+    expect_no_device("empty directory");
+    host::remove(bus + "0/block");
+    expect_no_device("none");
+    host::write_file(bus + "0/block", "");
+    expect_no_device("file");
+    host::make_link(bus + "0/block", "power");
+    expect_no_device("link without a colon");
+    host::remove("/sys/devices/platform/host3/session12/target3:0:0");
+    EXPECT_EQ(disks(), "0: t:0:0:0:0    ; 99");
+    host::remove(entry + "12/device");
+    EXPECT_EQ(disks(), "0: t:0:0:0:0    ; 99");
+}
+
+TEST_F(Sysfs, ASessionIsNamedByTextOrByItsFirstByte) {
+    for (const int number : {1, 12, 49, 300})
+        host::add_session({.number = number, .target = "t" + std::to_string(number), .scsi_host = number});
+    const Rows rows = {{"12", "t12"}, {"\x0c", "t12"}, {" +300", "t300"}, {"\x31", "t1"}, {"49", "t49"}};
+    for (const auto& [reference, target] : rows)
+        EXPECT_EQ(disks(reference), "0: " + target + ":0:0:0:0    ; 0") << reference;
+    for (const char* unknown : {"5", "-12"}) EXPECT_EQ(disks(unknown), "166 99");
 }
 
 }  // namespace

@@ -3,97 +3,143 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <csignal>
+#include <tuple>
 
-#include "kvlinopinitr/iscsi_status.h"
-#include "tests/support/agent.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
 
 namespace {
 
-using namespace iscsi_status;
 using Lines = std::vector<std::string>;
 
-constexpr unsigned int script_failed = 0x300;  // exit status 3 as the shell reports it
+constexpr int exit_3 = 0x300;  // as the shell reports it
+const std::string iscsid = "/etc/init.d/iscsid", open_iscsi = "/etc/init.d/open-iscsi",
+                  binary = "/sbin/iscsid", systemd = "/run/systemd/system";
+const Lines redhat_stop{iscsid + " stop"}, suse_stop{open_iscsi + " stop"};
+const Lines forced{suse_stop[0], "killall iscsid", "rmmod iscsi_tcp"};
 
 class StartStop : public testing::Test {
 protected:
     StartStop() {
-        host::write_file("/etc/issue", "Red Hat Enterprise Linux\n");
+        host::start_stack();
         host::set_initiator_name("iqn.2024-01.example.host:initiator");
-        host::write_file("/etc/init.d/iscsid", "");
         initiator.err_msg[0] = '\0';
     }
 
-    void loaded_but_without_daemon() {
-        host::install_stack();
-        host::stop_stack();
-        host::write_file("/proc/modules", "iscsi_tcp 28672 0 - Live 0x0\n");
+    /// All is there but one file; a plain file in systemd's place is no sign of it.
+    static void lay_out(const std::string& banner, const std::string& os_release,
+                        const std::string& missing) {
+        for (const std::string& file : {binary, iscsid, open_iscsi}) host::write_file(file, "");
+        host::remove(systemd);
+        host::make_directory(systemd);
+        host::write_file("/etc/os-release", os_release);
+        host::write_file("/etc/issue", banner);
+        if (banner.empty()) host::remove("/etc/issue");
+        for (const std::string& file : {binary, iscsid, open_iscsi, systemd})
+            if (missing.find(file + ";") != missing.npos) host::remove(file);
+        if (!host::exists(systemd)) host::write_file(systemd, "");
+        shell::forget();
+    }
+
+    void expect_log(const Lines& lines) {
+        EXPECT_EQ(host::log_entries(), lines);
+        host::forget_log();
     }
 
     OpenInitiator initiator;
 };
 
-TEST_F(StartStop, StartWhenNothingIsLoaded) {
-    host::install_stack();
+TEST_F(StartStop, StartsOnTheDistribution) {
+    const std::string redhat = iscsid + " start", suse = open_iscsi + " start",
+                      none = iscsid + ";" + open_iscsi + ";", units = "systemctl start iscsid",
+                      late = std::string(75, '.') + "SUSE SUSE", later = std::string(77, '.') + "SUSE";
+    const std::tuple<std::string, std::string, std::string, int, unsigned int, std::string> starts[] = {
+        // banner, os-release, missing files, how the command ends if it starts anything, status, command
+        {"Red Hat 6\n", "", "", -1, 1, redhat},
+        {"Red Hat 6\n", "", "", 0, 0, redhat},
+        {"Red Hat 6\n", "", "", exit_3, exit_3, redhat},
+        {"Red Hat 6\n", "", "", 9, 9, redhat},
+        {"Red Hat 6\n", "", iscsid + ";" + binary + ";", -1, 1, suse},
+        {"Red Hat 6\n", "", none, 0, 0, units},
+        {"Red Hat 6\n", "", none + systemd + ";", -1, 1, suse},
+        {"Welcome to SUSE Linux\n", "", "", -1, 1, suse},
+        {"Welcome to SUSE Linux\n", "", binary + ";", -1, 313, ""},
+        {"SUSE and Red Hat\n", "", "", -1, 1, redhat},
+        {"Other", "ID=other\n", "", -1, 1, ""},
+        {"Other", "NAME=suse\nID=\"sles\"\n", none, 0, 0, units},
+        {"Other", "ID=other\nID_LIKE=\"some fedora\"\n", "", 0, 0, redhat},
+        {"Other", "# ID=rhel\nID=rhel2\n", "", 0, 1, ""},
+        {late, "", "", -1, 1, suse},  // in the first 80 characters
+        {later, "", "", -1, 1, ""},
+        {"", "", "", -1, 98, ""},
+    };
+    for (const auto& [banner, os_release, missing, end, status, command] : starts) {
+        SCOPED_TRACE(banner + os_release + missing);
+        host::stop_stack();
+        host::write_file("/proc/modules", "iscsi_tcp 28672 0 - Live 0x0\n");
+        lay_out(banner, os_release, missing);
+        shell::answer({{0, 0, ""}, {std::max(end, 0), EPERM, ""}}, [end = end](std::string_view run) {
+            if (end >= 0 && run.find(" start") != run.npos) host::start_stack();
+        });
+        EXPECT_EQ(initiator.StartInitiator(1), status);
+        Lines commands{"modprobe iscsi_tcp"};
+        if (!command.empty()) commands.push_back(command);
+        EXPECT_EQ(shell::commands(), commands);
+        const std::string message = std::string{"5 2 "} + initiator.GetErrStr(313);
+        expect_log(status == 313 ? Lines{message} : Lines{});
+    }
+    host::start_stack();
+    shell::answer({{256, 0, ""}});
+    EXPECT_EQ(initiator.StartInitiator(1), 0U) << "it runs already";
     host::stop_stack();
-    shell::answer({{0, 0, ""}});
-    EXPECT_EQ(initiator.StartInitiator(1), 416u);
-    EXPECT_EQ(shell::commands(), Lines{"modprobe iscsi_tcp"});
-    EXPECT_EQ(host::log_entries(), Lines{"5 2 open iscsi initiator start failed: driver modules not loaded"});
+    initiator.err_msg[0] = '\0';
+    EXPECT_EQ(initiator.StartInitiator(1), 416U) << "no module";
+    expect_log({"5 2 open iscsi initiator start failed: driver modules not loaded"});
     EXPECT_STREQ(initiator.err_msg, "");
 }
 
-TEST_F(StartStop, StartWhenItRunsAlready) {
-    host::start_stack();
-    host::remove("/etc/issue");
-    shell::answer({{256, 0, ""}});
-    EXPECT_EQ(initiator.StartInitiator(1), success);
-    EXPECT_EQ(shell::commands(), Lines{"modprobe iscsi_tcp"});
-    EXPECT_EQ(op_initiator_started, 1u);
-}
-
-// The scripts are answered, not run, so the stack never comes up: 1 behind every script.
-TEST_F(StartStop, StartOnTheDistribution) {
-    const std::string late = std::string(76, '.') + " Red Hat";
-    const struct {
-        const char* banner;  // null: no file
-        const char* removed;
-        unsigned int status;
-        const char* command;  // behind modprobe
-    } starts[] = {
-        {"Red Hat 6\n", nullptr, failure, "/etc/init.d/iscsid start"},
-        {"Red Hat 6\n", "/etc/init.d/iscsid", failure, "/etc/init.d/open-iscsi start"},
-        {"Welcome to SUSE Linux\n", nullptr, failure, "/etc/init.d/open-iscsi start"},
-        {"Welcome to SUSE Linux\n", "/sbin/iscsid", daemon_file_missing, nullptr},
-        {"SUSE and Red Hat\n", nullptr, failure, "/etc/init.d/iscsid start"},
-        {"Some Other Linux\n", nullptr, failure, nullptr},
-        {late.c_str(), nullptr, failure, nullptr},
-        {"", nullptr, failure, nullptr},
-        {nullptr, nullptr, 98, nullptr},
+TEST_F(StartStop, StopsOnTheDistribution) {
+    using Answers = std::vector<shell::Answer>;
+    const Answers good{{0, 0, ""}}, lost{{-1, ECHILD, ""}}, bad{{exit_3, 0, ""}, {0, 0, ""}, {256, 0, ""}};
+    const Answers lost_at_last{{exit_3, 0, ""}, {0, 0, ""}, {-1, ECHILD, ""}};
+    const Answers lost_at_first{{-1, ECHILD, ""}, {0, 0, ""}, {256, EPERM, ""}};
+    const std::string none = iscsid + ";" + open_iscsi + ";";
+    const std::tuple<std::string, std::string, Answers, bool, unsigned int, Lines> stops[] = {
+        // banner, missing files, answers of the commands, whether the first one stops anything
+        {"Red Hat\n", "", bad, true, exit_3, redhat_stop},
+        {"Red Hat\n", "", lost, false, 0, redhat_stop},
+        {"Red Hat\n", none, good, true, 0, {"systemctl stop iscsid.socket iscsid.service"}},
+        {"SUSE\n", "", good, true, 0, suse_stop},
+        {"SUSE\n", "", bad, false, exit_3, forced},
+        {"SUSE\n", "", lost_at_last, false, 0, forced},
+        {"SUSE\n", "", lost_at_first, false, ~0U, forced},
+        {"Other\n", "", good, true, 1, {}},
+        {"", "", good, true, 98, {}},
     };
-    loaded_but_without_daemon();
-    shell::answer({{0, 0, ""}});
-    for (const auto& start : starts) {
-        SCOPED_TRACE(start.banner != nullptr ? start.banner : "no banner");
-        for (const char* file : {"/sbin/iscsid", "/etc/init.d/iscsid"}) host::write_file(file, "");
-        if (start.removed != nullptr) host::remove(start.removed);
-        host::remove("/etc/issue");
-        if (start.banner != nullptr) host::write_file("/etc/issue", start.banner);
-        const std::size_t logged = host::log_entries().size();
-        initiator.err_msg[0] = '\0';
-        shell::forget();
-        EXPECT_EQ(initiator.StartInitiator(1), start.status);
-        Lines commands{"modprobe iscsi_tcp"};
-        if (start.command != nullptr) commands.emplace_back(start.command);
+    for (const auto& [banner, missing, answers, stop, status, commands] : stops) {
+        SCOPED_TRACE(banner + missing);
+        host::start_stack();
+        lay_out(banner, "", missing);
+        errno = 0;
+        shell::answer(answers, [stop = stop](std::string_view) {
+            if (stop) host::stop_stack();
+        });
+        EXPECT_EQ(initiator.StopInitiator(1), status);
         EXPECT_EQ(shell::commands(), commands);
-        const bool is_logged = start.status == daemon_file_missing;
-        EXPECT_EQ(host::log_entries().size(), logged + (is_logged ? 1 : 0));
-        EXPECT_STREQ(initiator.err_msg, is_logged ? initiator.GetErrStr(313) : "");
+        expect_log({});
+    }
+    lay_out("SUSE\n", "", "");
+    for (const auto& [name_line, status] : {std::pair{"InitiatorName=\n", 191U}, {"# nothing\n", 0U}}) {
+        host::start_stack();
+        host::write_file("/etc/iscsi/initiatorname.iscsi", name_line);
+        EXPECT_EQ(initiator.StopInitiator(1), status);
+        expect_log(status == 0 ? Lines{} : Lines{std::string{"5 2 "} + initiator.GetErrStr(191)});
     }
 }
 
 TEST_F(StartStop, TheBannerMustBeWritable) {
+    host::write_file("/etc/issue", "SUSE\n");
     chmod("/etc/issue", 0400);
     host::obey_permissions(true);
     int code = 7;
@@ -101,100 +147,61 @@ TEST_F(StartStop, TheBannerMustBeWritable) {
     EXPECT_EQ(code, 7);
 }
 
-TEST_F(StartStop, TheScriptsResultWhenItRunsAfterwards) {
-    const struct {
-        const char* script;
-        unsigned int status;
-    } scripts[] = {{"exit 0", success}, {"exit 3", script_failed}, {"kill -9 $$", 9}};
-    for (const auto& [script, status] : scripts) {
-        loaded_but_without_daemon();
-        host::write_file("/etc/init.d/iscsid",
-                         std::string{"#!/bin/bash\nmkdir -p /proc/4000000\n"
-                                     "printf '/sbin/iscsid\\0' >/proc/4000000/cmdline\n"} +
-                             script + "\n");
-        ASSERT_EQ(std::system("chmod +x /etc/init.d/iscsid"), 0);
-        EXPECT_EQ(initiator.StartInitiator(1), status) << script;
-        EXPECT_EQ(op_initiator_started, 1u);
-    }
-}
-
-TEST_F(StartStop, AnAgentThatIgnoresChildrenLosesTheResult) {
-    std::signal(SIGCHLD, SIG_IGN);
-    host::start_stack();
-    host::write_file("/etc/init.d/iscsid", "#!/bin/bash\nexit 3\n");
-    ASSERT_NE(std::system("chmod +x /etc/init.d/iscsid"), 0) << "the result is lost here too";
-    EXPECT_EQ(initiator.StopInitiator(1), success);
-    EXPECT_EQ(errno, 0);
-    std::signal(SIGCHLD, SIG_DFL);
-}
-
-TEST_F(StartStop, StopOnTheDistribution) {
-    const std::string long_name(224, 'n');
-    const Lines forced{"/etc/init.d/open-iscsi stop", "killall iscsid", "rmmod iscsi_tcp"};
-    const Lines redhat{"/etc/init.d/iscsid stop"};
-    const struct {
-        const char* banner;
-        const char* initiator_name;  // null: the file has no name line
-        std::vector<shell::Answer> answers;
-        unsigned int status;
-        Lines commands;
-        bool logged;
-    } stops[] = {
-        {"Red Hat\n", "iqn.x", {{0, 0, ""}}, success, redhat, false},
-        {"Red Hat\n", "iqn.x", {{0x300, 0, ""}}, script_failed, redhat, false},
-        {"Red Hat\n", "iqn.x", {{-1, ECHILD, ""}}, success, redhat, false},
-        {"SUSE\n", "iqn.x", {{0x300, 0, ""}, {0, 0, ""}, {256, 0, ""}}, script_failed, forced, false},
-        {"SUSE\n", "iqn.x", {{0x300, 0, ""}, {0, 0, ""}, {-1, ECHILD, ""}}, success, forced, false},
-        {"Other\n", "iqn.x", {{0, 0, ""}}, failure, {}, false},
-        {"Red Hat\n", long_name.c_str(), {{0, 0, ""}}, initiator_name_too_long, {}, true},
-        {"Red Hat\n", "", {{0, 0, ""}}, no_initiator_node, {}, true},
-        {"Red Hat\n", nullptr, {{0, 0, ""}}, success, redhat, false},
-    };
-    host::start_stack();
-    for (const auto& stop : stops) {
-        host::write_file("/etc/issue", stop.banner);
-        host::write_file("/etc/iscsi/initiatorname.iscsi", "# nothing\n");
-        if (stop.initiator_name != nullptr) host::set_initiator_name(stop.initiator_name);
-        const std::size_t logged = host::log_entries().size();
-        shell::answer(stop.answers);
-        shell::forget();
-        errno = 0;
-        EXPECT_EQ(initiator.StopInitiator(1), stop.status) << stop.banner;
-        EXPECT_EQ(shell::commands(), stop.commands) << stop.banner;
-        EXPECT_EQ(host::log_entries().size(), logged + (stop.logged ? 1 : 0)) << stop.banner;
-    }
-}
-
 TEST_F(StartStop, RunningTakesModuleAndDaemon) {
-    host::start_stack();
     EXPECT_EQ(check_stack_running(), 1);
-    host::write_file("/proc/modules", std::string(79, 'x') + "iscsi_tcp not at the start of a line\n");
-    EXPECT_EQ(is_module_loaded(), 1) << "a line of 80 characters arrives in two pieces";
-    host::write_file("/proc/modules", "libiscsi_tcp 1 0 - Live\nscsi iscsi_tcp");
-    EXPECT_EQ(is_module_loaded(), 0);
-    EXPECT_EQ(check_stack_running(), 0);
+    const std::pair<std::string, int> modules[] = {
+        {std::string(79, 'x') + "iscsi_tcp not at the start of a line\n", 1},  // two pieces
+        {std::string(78, 'x') + "iscsi_tcp\n", 0},
+        {std::string(80, 'x') + "iscsi_tcp\n", 0},
+        {"libiscsi_tcp 1 0 - Live\nscsi iscsi_tcp", 0}};
+    for (const auto& [text, loaded] : modules) {
+        host::write_file("/proc/modules", text);
+        EXPECT_EQ(is_module_loaded(), loaded) << text;
+        EXPECT_EQ(check_stack_running(), loaded) << text;
+    }
+    host::stop_stack();
+    host::write_file("/proc/modules", "iscsi_tcp\n");
+    host::write_file("/proc/4000001/cmdline", "/sbin/other");
+    for (const char* pid : {"4000001\n", "4000002\n", "0\n", "self\n", ""}) {
+        host::write_file("/run/iscsid.pid", pid);
+        EXPECT_EQ(check_stack_running(), 0) << pid;
+    }
+    const std::string module = host::module_file();
+    for (const std::string& form : {module, module + ".xz", module + ".zst", module + ".gz"}) {
+        host::remove_stack();
+        host::write_file("/etc/iscsi/iscsid.conf", "");
+        EXPECT_EQ(check_stack_available(), 0);
+        host::write_file(form, "");
+        EXPECT_EQ(check_stack_available(), 1) << form;
+        host::remove(form);
+    }
 }
 
 TEST_F(StartStop, DaemonsAreCountedByTheirProgram) {
     host::stop_stack();
-    const auto process = [](const char* number, std::string_view command_line) {
-        host::write_file(std::string{"/proc/"} + number + "/cmdline", command_line);
+    using namespace std::string_literals;
+    const std::tuple<const char*, std::string, int> processes[] = {
+        {"9", "/sbin/iscsid", 1},
+        {"4000001", "/usr/sbin/iscsiadm\0iscsid\0"s, 0},
+        {"4000002", "", 0},
+        {"5x", "/sbin/iscsid", 1},  // a name that begins with a digit
+        {"x5", "/sbin/iscsid", 0},
+        {"4000005", std::string(73, '/') + "iscsid", 1},  // its first 79 characters count
+        {"4000006", std::string(74, '/') + "iscsid", 0},
     };
-    EXPECT_EQ(check_iscsid_instances(), 0);
-    process("9", "/sbin/iscsid");
-    EXPECT_EQ(check_iscsid_instances(), 1);
-    host::remove("/proc/9");
-    process("4000001", std::string_view{"/usr/sbin/iscsiadm\0iscsid\0", 26});
-    process("4000002", "");
-    process("5x", "/sbin/iscsid");
-    process("x5", "/sbin/iscsid");
+    for (const auto& [number, command_line, count] : processes) {
+        const std::string directory = std::string{"/proc/"} + number;
+        host::write_file(directory + "/cmdline", command_line);
+        EXPECT_EQ(check_iscsid_instances(), count) << directory;
+        host::remove(directory);
+    }
     host::make_directory("/proc/4000003");
     host::make_link("/proc/4000004", "nowhere");
-    EXPECT_EQ(check_iscsid_instances(), 1);
-    process("4000005", std::string(72, '/') + "iscsid");
-    EXPECT_EQ(check_iscsid_instances(), 2) << "the path's first 79 characters count";
-    process("4000006", "/sbin/iscsid");
-    EXPECT_EQ(check_iscsid_instances(), 2) << "never more";
+    int process = 4000010;
+    for (const int count : {1, 2, 2}) {
+        host::write_file("/proc/" + std::to_string(process++) + "/cmdline", "iscsid");
+        EXPECT_EQ(check_iscsid_instances(), count) << "never more than 2";
+    }
 }
 
 }  // namespace

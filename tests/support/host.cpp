@@ -20,12 +20,6 @@ constexpr const char* log_path = "/tmp/kvlinhw.log";
 
 const bool logged = setenv("KVLINHW_LOG", log_path, 1) == 0;
 
-std::string module_file() {
-    utsname kernel{};
-    uname(&kernel);
-    return std::string{"/lib/modules/"} + kernel.release + "/kernel/drivers/scsi/iscsi_tcp.ko";
-}
-
 // A class entry of today's kernels is a link to the device's own directory.
 void add_class_entry(const std::string& class_name, const std::string& entry,
                      const std::string& device_path) {
@@ -56,6 +50,11 @@ void write_file(const std::string& path, std::string_view text) {
     if (!file.flush()) throw std::runtime_error{"cannot write " + path};
 }
 
+void write_program(const std::string& path, const std::string& script) {
+    write_file(path, "#!/bin/bash\n" + script + "\n");
+    fs::permissions(path, fs::perms::owner_all);
+}
+
 std::string read_file(const std::string& path) {
     std::ifstream file{path, std::ios::binary};
     return {std::istreambuf_iterator<char>{file}, {}};
@@ -83,6 +82,12 @@ void obey_permissions(bool obey) {
     const unsigned int passes = (1U << CAP_DAC_OVERRIDE) | (1U << CAP_DAC_READ_SEARCH);
     sets[0].effective = sets[0].permitted & ~(obey ? passes : 0);
     if (syscall(SYS_capset, &header, sets) != 0) throw std::runtime_error{"cannot change capabilities"};
+}
+
+std::string module_file() {
+    utsname kernel{};
+    uname(&kernel);
+    return std::string{"/lib/modules/"} + kernel.release + "/kernel/drivers/scsi/iscsi_tcp.ko";
 }
 
 void install_stack() {

@@ -10,6 +10,8 @@ namespace host {
 
 /// Creates the directories on the way and replaces the file.
 void write_file(const std::string& path, std::string_view text);
+/// A shell script that can be run.
+void write_program(const std::string& path, const std::string& script);
 std::string read_file(const std::string& path);
 bool exists(const std::string& path);
 void make_directory(const std::string& path);
@@ -19,6 +21,7 @@ void remove(const std::string& path);
 /// Takes from root what lets it pass over permissions, and gives it back.
 void obey_permissions(bool obey);
 
+std::string module_file();
 /// The stack as the probes of the library see it.
 void install_stack();
 void start_stack();

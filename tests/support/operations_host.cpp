@@ -93,6 +93,7 @@ void populate_host() {
     add_targets("10.0.0.1", "ab");
     add_targets("10.0.0.2", "c");
     add_targets("10.0.0.3", "d");
+    host::write_file(send_targets + "10.0.0.3,3260/iqn.d,1234567890.123456789,70000,258,default", "");
     add_targets("10.0.0.9", "");
     host::write_file("/var/lib/iscsi/nodes/iqn.b/10.0.0.1,3260,1/default", "node.startup = automatic\n");
     shell::answer({{0, 0, ""}});
@@ -102,6 +103,8 @@ void populate_host() {
 
 // What the host says of its module, whatever stands in for the maker's library.
 extern "C" int getModinfo(const char*, char* version, char* description) {
+    const faults::Pause pause;
+    if (!host::exists("/etc/iscsi/iscsid.conf")) return 7;
     std::memset(version, 'v', 100);
     std::memset(description, 't', 255);
     return 0;
