@@ -16,7 +16,6 @@ namespace opinit {
 namespace {
 
 constexpr std::size_t settings_line_limit = 160;
-constexpr std::string_view whitespace = " \t\n\v\f\r";
 constexpr unsigned int most_entries = iscsi_node_property_slots - 1;
 
 void set_entry(_iSCSI_Property& entry, std::uint32_t id, std::string_view value) {
@@ -34,7 +33,7 @@ bool read_setting(std::string_view line, _iSCSI_Property& entry) {
     const auto* row = std::find_if(std::begin(iSCSI_PropertyTable), std::end(iSCSI_PropertyTable),
                                    [key](const auto& candidate) { return key_names_row(key, candidate); });
     if (row == std::end(iSCSI_PropertyTable)) return false;
-    set_entry(entry, row->id, next_token(behind_key, whitespace));
+    set_entry(entry, row->id, next_token(behind_key, white_space));
     return true;
 }
 

@@ -4,13 +4,9 @@
 #include <span>
 
 #include "core/base/host_files.h"
+#include "core/base/tokens.h"
 
 namespace opinit {
-namespace {
-
-constexpr std::string_view white_space = " \t\n\v\f\r";
-
-}  // namespace
 
 Attribute::Attribute(const char* path, std::size_t line_limit) {
     line_[0] = '\0';
@@ -27,9 +23,8 @@ Attribute::Attribute(const char* path, std::size_t line_limit) {
 }
 
 std::string_view Attribute::word() const {
-    const std::string_view text{line()};
-    const std::size_t start = std::min(text.find_first_not_of(white_space), text.size());
-    return text.substr(start, text.find_first_of(white_space, start) - start);
+    std::string_view text{line()};
+    return next_token(text, white_space);
 }
 
 }  // namespace opinit

@@ -1,8 +1,9 @@
 #include "sessions/connection_target.h"
 
-#include <cstdio>
+#include <cstdlib>
 
 #include "core/base/address.h"
+#include "core/base/text.h"
 #include "sessions/attribute.h"
 
 namespace opinit {
@@ -28,8 +29,9 @@ ConnectionTarget read_connection_target(int session, _ConnectionInformation& con
 
     const Attribute port = read_attribute(entry, "port");
     if (!port.opened()) return {false, port.missing()};
-    unsigned short number = 0;
-    if (std::sscanf(port.line(), "%hu", &number) == 1) connection.TargetPort = number;
+    if (const auto number = scan_number(port.line(), std::strtoul)) {
+        connection.TargetPort = static_cast<std::uint16_t>(*number);
+    }
     return {true, !address.unreadable() && !port.unreadable()};
 }
 

@@ -4,10 +4,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cstdlib>
 #include <string_view>
 
 #include "core/base/path.h"
+#include "core/base/text.h"
 #include "core/base/tokens.h"
 
 namespace opinit {
@@ -27,11 +28,12 @@ private:
 };
 
 std::optional<int> host_number(std::string_view component) {
-    std::array<char, 64> text{};
-    component.copy(text.data(), text.size() - 1);
-    unsigned int host;
-    if (std::sscanf(text.data(), "host%u", &host) != 1) return std::nullopt;
-    return static_cast<int>(host);
+    constexpr std::string_view prefix = "host";
+    if (!component.starts_with(prefix)) return std::nullopt;
+    std::array<char, 60> text{};
+    component.substr(prefix.size()).copy(text.data(), text.size() - 1);
+    const auto host = scan_number(text.data(), std::strtoul);
+    return host ? std::optional{static_cast<int>(*host)} : std::nullopt;
 }
 
 /// The host is the last component but one, as in ".../host3/session1".

@@ -1,7 +1,6 @@
 #include "sessions/session_list.h"
 
 #include <array>
-#include <cstdio>
 #include <optional>
 #include <string_view>
 
@@ -48,11 +47,11 @@ private:
 void fill_session(std::string_view entry, const char (&initiator_name)[initiator_name_size],
                   ConnectionReader& connections, _SessionInformation& session) {
     const Attribute target_name{session_path(entry, "/targetname").c_str(), target_name_size};
-    int number;
-    if (!target_name.opened() || std::sscanf(entry.data(), "session%d", &number) != 1) return;
+    const std::optional<std::uint8_t> number = session_number(entry);
+    if (!target_name.opened() || !number) return;
     copy_text(target_name.word(), session.TargetName);
     std::memcpy(session.InitiatorName, initiator_name, sizeof initiator_name);
-    session.SessionId[0] = static_cast<std::uint8_t>(number);
+    session.SessionId[0] = *number;
     session.SessionHandle[0] = session.SessionId[0];
     session.ConnectionCount = 1;
     session.Connections = connections.read(session);

@@ -2,34 +2,45 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace opinit {
 
-/// The sessions as they were when the table was made.
+/// The sessions as they were when the table was made. Where one goes is read when its target is asked for.
 class SessionTable {
 public:
-    static SessionTable read();
+    SessionTable();
 
     /// Number (0 to 255) of the first session that goes to this address and port and serves this target, or
     /// -1. The address is compared with the plain dotted text of the connection's address.
-    int find(std::string_view address, std::uint16_t port, std::string_view target_name) const;
+    int find(std::string_view address, std::uint16_t port, std::string_view target_name);
 
-    /// Whether every session could be read: only then a target that is not found has none.
-    bool complete() const { return complete_; }
+    /// Whether every session can be read: only then a target that is not found has none.
+    bool complete();
 
 private:
     struct Session {
         std::string target_name;
-        std::string address;
-        std::uint16_t port;
         std::uint8_t number;
     };
+    struct Destination {
+        bool counts;   ///< whether the session has a connection record
+        bool certain;  ///< whether that is so for sure
+        std::string address;
+        std::uint16_t port;
+    };
 
-    bool complete_ = true;
-    std::vector<Session> sessions_;  ///< sorted by what is asked for
+    static Destination read_destination(std::uint8_t session);
+    const Destination& destination_of(std::uint8_t session);
+
+    bool listed_ = true;             ///< whether all sessions and their targets are known
+    std::vector<Session> sessions_;  ///< sorted by their targets
+    /// By number. Sessions 256 apart share one, and with it the files of their connection, which are read
+    /// once. There is room for all from the beginning: to answer takes no memory.
+    std::vector<std::optional<Destination>> destinations_;
 };
 
 }  // namespace opinit

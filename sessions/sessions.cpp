@@ -63,5 +63,5 @@ int _QuerySessionList(_SessionInformation** list, unsigned int* count, void*) {
 }
 
 int _QuerySessionID(const char* address, unsigned short port, const char* target_name) {
-    return without_exceptions(-1, [&] { return SessionTable::read().find(address, port, target_name); });
+    return without_exceptions(-1, [&] { return SessionTable{}.find(address, port, target_name); });
 }

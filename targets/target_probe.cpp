@@ -4,8 +4,8 @@
 
 namespace opinit {
 
-const SessionTable& TargetProbe::sessions() {
-    if (!sessions_) sessions_ = SessionTable::read();
+SessionTable& TargetProbe::sessions() {
+    if (!sessions_) sessions_.emplace();
     return *sessions_;
 }
 
@@ -17,10 +17,9 @@ bool TargetProbe::sessions_known() {
     return sessions().complete();
 }
 
-void TargetProbe::mark(_TargetInformation& record, const ProbedPortal& portal) {
-    record.node_index = 1;
-    record.persistent = _read_node_startup(record.target_name, portal);
-    record.logged_in = logged_in(record.target_name, portal) ? 1 : 0;
+TargetMarks TargetProbe::marks(std::string_view target_name, const ProbedPortal& portal) {
+    const std::uint8_t persistent = _read_node_startup(target_name, portal);
+    return {persistent, static_cast<std::uint8_t>(logged_in(target_name, portal) ? 1 : 0)};
 }
 
 }  // namespace opinit

@@ -1,13 +1,19 @@
 // What the target list says of a target beside its name.
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <string_view>
 
-#include "kvlinopinitr/iscsi_records.h"
 #include "sessions/session_table.h"
 #include "targets/target_receiver.h"
 
 namespace opinit {
+
+struct TargetMarks {
+    std::uint8_t persistent;
+    std::uint8_t logged_in;
+};
 
 /// Looks at the live sessions once, when the first question about them comes.
 class TargetProbe {
@@ -18,10 +24,10 @@ public:
     /// be.
     bool sessions_known();
 
-    void mark(_TargetInformation& record, const ProbedPortal& portal);
+    TargetMarks marks(std::string_view target_name, const ProbedPortal& portal);
 
 private:
-    const SessionTable& sessions();
+    SessionTable& sessions();
 
     std::optional<SessionTable> sessions_;
 };

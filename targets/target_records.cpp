@@ -13,6 +13,12 @@ void fill_target(_TargetInformation& record, const TargetEntry& entry) {
     copy_text("NOT AVAILABLE", record.info_text);
 }
 
+void mark_target(_TargetInformation& record, const TargetMarks& marks) {
+    record.node_index = 1;
+    record.persistent = marks.persistent;
+    record.logged_in = marks.logged_in;
+}
+
 bool append_portal(RecordList<_TargetPortalGroups>& portals, const TargetEntry& entry) {
     _TargetPortalGroups* portal = portals.append();
     if (portal == nullptr) return false;
@@ -40,7 +46,7 @@ bool TargetRecords::add_target(const TargetEntry& entry, const ProbedPortal& pro
     last_ = record;
     fill_target(*record, entry);
     record->portals = last_portal_ = portals.release();
-    if (probe_ != nullptr) probe_->mark(*record, probed);
+    if (probe_ != nullptr) mark_target(*record, probe_->marks(entry.target, probed));
     ++count_;
     return true;
 }
@@ -60,10 +66,12 @@ void TargetRecords::hand_over() {
 
 bool TargetDelivery::add_target(const TargetEntry& entry, const ProbedPortal& probed) {
     if (next_ == nullptr) return true;
+    // Before anything is written: this is where memory may run out.
+    const TargetMarks marks = probe_.marks(entry.target, probed);
     auto& record = *reinterpret_cast<_TargetInformation*>(next_);
     record = {};
     fill_target(record, entry);
-    probe_.mark(record, probed);
+    mark_target(record, marks);
     next_ += sizeof record;
     bytes_ += static_cast<std::uint32_t>(sizeof record);
     return true;

@@ -14,6 +14,8 @@ namespace opinit {
 /// Fills a zeroed record. The name fits: file systems allow names of 255 characters.
 void fill_target(_TargetInformation& record, const TargetEntry& entry);
 
+void mark_target(_TargetInformation& record, const TargetMarks& marks);
+
 /// Appends the portal of an entry, its address as text. False when memory is out.
 bool append_portal(RecordList<_TargetPortalGroups>& portals, const TargetEntry& entry);
 

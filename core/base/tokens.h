@@ -6,11 +6,19 @@
 
 namespace opinit {
 
+inline constexpr std::string_view white_space = " \t\n\v\f\r";
+
 /// Takes the next token off the front of `text`: runs of separators count as one, leading ones are skipped.
 /// Empty when there is none left.
 inline std::string_view next_token(std::string_view& text, std::string_view separators) {
-    text.remove_prefix(std::min(text.find_first_not_of(separators), text.size()));
-    const std::string_view token = text.substr(0, text.find_first_of(separators));
+    // The library's own searches call a function for every character.
+    const auto separates = [separators](char c) {
+        return std::any_of(separators.begin(), separators.end(), [c](char other) { return c == other; });
+    };
+    const auto begin = std::find_if_not(text.begin(), text.end(), separates);
+    text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
+    const auto end = std::find_if(text.begin(), text.end(), separates);
+    const std::string_view token = text.substr(0, static_cast<std::size_t>(end - text.begin()));
     text.remove_prefix(token.size());
     return token;
 }
