@@ -1,9 +1,7 @@
 #include "targets/database.h"
 
-#include <string.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <cerrno>
 #include <functional>
 #include <optional>
@@ -31,34 +29,29 @@ public:
     bool operator()(std::string_view name) {
         if (!_st_entry_filter(name)) return false;
         ++listed_;
-        const std::optional<TargetEntry> entry = parse_target_entry(name);
-        if (!entry) return false;
-        if (usable_ == 0 || ::strverscmp(name.data(), last_.data()) > 0) {
-            last_[name.copy(last_.data(), last_.size() - 1)] = '\0';
-        }
-        ++usable_;
-        return targets_.wants(*entry);
+        const bool wanted = targets_.wants(target_of(name));
+        // Of those that nobody wants, it is enough to know of one that it could be used.
+        if (!wanted && usable_) return false;
+        const bool is_usable = parse_target_entry(name).has_value();
+        usable_ = usable_ || is_usable;
+        return wanted && is_usable;
     }
 
     /// Entries but st_config.
     std::size_t listed() const { return listed_; }
-    std::size_t usable() const { return usable_; }
-
-    /// By the last usable entry, of which there is one.
-    ProbedPortal probed() const {
-        const TargetEntry entry = parse_target_entry(last_.data()).value();
-        return {entry.address, static_cast<std::uint16_t>(entry.port), entry.tag};
-    }
+    /// Whether any of them names a target.
+    bool usable() const { return usable_; }
 
 private:
     const TargetReceiver& targets_;
     std::size_t listed_ = 0;
-    std::size_t usable_ = 0;
-    std::array<char, 256> last_{};
+    bool usable_ = false;
 };
 
 /// All entries of one target stand side by side, since the names are sorted.
-unsigned int hand_over_targets(const Listing& names, const ProbedPortal& probed, TargetReceiver& targets) {
+unsigned int hand_over_targets(const Listing& names, TargetReceiver& targets) {
+    const TargetEntry last = parse_target_entry(*names.rbegin()).value();
+    const ProbedPortal probed{last.address, static_cast<std::uint16_t>(last.port), last.tag};
     std::string_view target_before;
     bool first = true;
     for (const std::string_view name : names) {
@@ -115,9 +108,8 @@ unsigned int _read_st_portal_dir(const char* database, std::string_view portal_d
     }
     entries = selection.listed();
     if (entries == 0) return database_status::empty;
-    const unsigned int status =
-        names.empty() ? iscsi_status::success : hand_over_targets(names, selection.probed(), targets);
-    if (status == iscsi_status::success) targets.note_entries(selection.usable());
+    const unsigned int status = names.empty() ? iscsi_status::success : hand_over_targets(names, targets);
+    if (status == iscsi_status::success && selection.usable()) targets.note_usable_directory();
     return status;
 }
 

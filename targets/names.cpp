@@ -10,8 +10,8 @@ namespace {
 
 /// As strtol reads it: leading digits count, none give 0.
 long decimal(std::string_view digits) {
-    std::array<char, 256> text{};
-    digits.copy(text.data(), text.size() - 1);
+    std::array<char, 256> text;
+    text[digits.copy(text.data(), text.size() - 1)] = '\0';
     return std::strtol(text.data(), nullptr, 10);
 }
 

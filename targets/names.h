@@ -36,6 +36,11 @@ struct TargetEntry {
     std::uint8_t tag;
 };
 
+/// The target of such an entry, at less expense.
+inline std::string_view target_of(std::string_view name) {
+    return name.substr(0, name.find(','));
+}
+
 /// Nothing for a name with fewer than four commas or with a longer address.
 std::optional<TargetEntry> parse_target_entry(std::string_view name);
 

@@ -31,7 +31,7 @@ class PortalCollector final : public TargetReceiver {
 public:
     explicit PortalCollector(std::string_view target_name) : target_name_{target_name} {}
 
-    bool wants(const TargetEntry& entry) const override { return !found_ && entry.target == target_name_; }
+    bool wants(std::string_view target) const override { return !found_ && target == target_name_; }
 
     bool add_target(const TargetEntry& entry, const ProbedPortal&) override {
         found_ = true;

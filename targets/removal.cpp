@@ -28,7 +28,7 @@ class RemovalCheck final : public TargetReceiver {
 public:
     RemovalCheck(std::string_view address, std::uint16_t port) : address_{address}, port_{port} {}
 
-    bool wants(const TargetEntry&) const override { return !asked_; }
+    bool wants(std::string_view) const override { return !asked_; }
 
     bool add_target(const TargetEntry& entry, const ProbedPortal& probed) override {
         if (asked_ || entry.address != address_ || entry.port != port_) return true;

@@ -33,12 +33,12 @@ void delete_discovery_record(const PortalName& portal) {
 
 /// 0 or 2 when the directory yielded targets; else 2, 179 or -2.
 unsigned int read_portal(const PortalName& portal, TargetReceiver& targets) {
-    const std::size_t before = targets.entries();
+    const std::size_t before = targets.usable_directories();
     const unsigned int status =
         _read_send_targets(portal_directory(portal.address, portal.port).view(), targets);
     if (status == database_status::empty) delete_discovery_record(portal);
     const bool kept = status == database_status::empty || status == database_status::out_of_memory;
-    return kept || targets.entries() != before ? status : iscsi_status::target_not_found;
+    return kept || targets.usable_directories() != before ? status : iscsi_status::target_not_found;
 }
 
 }  // namespace
@@ -53,7 +53,7 @@ int walk_recorded_targets(TargetReceiver& targets) {
         status = read_portal(*portal, targets);
         if (status == database_status::out_of_memory) break;
     }
-    return targets.entries() != 0 ? 0 : static_cast<int>(status);
+    return targets.usable_directories() != 0 ? 0 : static_cast<int>(status);
 }
 
 int deliver_target_list(void* buffer, unsigned int* bytes) {

@@ -4,12 +4,13 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "targets/names.h"
 
 namespace opinit {
 
-/// Where all targets of one portal directory are probed: what its last usable entry says.
+/// Where all targets of one portal directory are probed: what the last usable entry of those wanted says.
 struct ProbedPortal {
     std::string_view address;
     std::uint16_t port;
@@ -19,16 +20,16 @@ struct ProbedPortal {
 /// Texts are valid during a call only.
 class TargetReceiver {
 public:
-    /// Whether an entry is of use to this receiver, which is handed no other ones. Asked in directory order.
-    virtual bool wants(const TargetEntry&) const { return true; }
+    /// Whether this receiver wants the entries of a target; it is handed no others. Asked in directory order.
+    virtual bool wants(std::string_view) const { return true; }
     /// A target, by the entry of its first portal. False when memory is out.
     virtual bool add_target(const TargetEntry& entry, const ProbedPortal& probed) = 0;
     /// A further portal of the target added last. False when memory is out.
     virtual bool add_portal(const TargetEntry& entry) = 0;
 
-    /// Entries were found, wanted ones or not.
-    void note_entries(std::size_t count) { entries_ += count; }
-    std::size_t entries() const { return entries_; }
+    /// A directory names targets, wanted ones or not.
+    void note_usable_directory() { ++usable_directories_; }
+    std::size_t usable_directories() const { return usable_directories_; }
 
     /// A directory could not be read, for the reason that errno gave.
     void note_unreadable(int error) {
@@ -42,7 +43,7 @@ protected:
     ~TargetReceiver() = default;
 
 private:
-    std::size_t entries_ = 0;
+    std::size_t usable_directories_ = 0;
     bool complete_ = true;
 };
 
