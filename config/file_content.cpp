@@ -42,12 +42,14 @@ void put_back(const File& file, std::string_view old) {
 
 }  // namespace
 
-std::optional<SecretText> read_content(const File& file, std::size_t expected) {
+std::optional<SecretText> read_content(const File& file, std::size_t expected, std::size_t enough) {
     SecretText content;
     content.resize(expected + 1);
     std::size_t end = 0;
-    while (const std::ptrdiff_t size = file.read(content.from(end))) {
+    while (end < enough) {
+        const std::ptrdiff_t size = file.read(content.from(end));
         if (size < 0) return std::nullopt;
+        if (size == 0) break;
         end += static_cast<std::size_t>(size);
         if (end == content.view().size()) content.resize(2 * end);
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -11,8 +12,9 @@
 namespace opinit {
 
 /// The file from its current position to its end; nothing when it cannot be read to the end. One of at most
-/// the expected size takes one read and another one that finds its end.
-std::optional<SecretText> read_content(const File& file, std::size_t expected);
+/// the expected size takes one read and another one that finds its end, which is spared where `enough` was
+/// read.
+std::optional<SecretText> read_content(const File& file, std::size_t expected, std::size_t enough = SIZE_MAX);
 
 /// Puts `text` into an empty file that need not outlive the call: it is not asked to reach the disk.
 bool fill_new_file(const File& file, std::string_view text);

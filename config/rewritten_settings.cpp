@@ -9,12 +9,11 @@ namespace {
 /// Room for what a usual request adds.
 constexpr std::size_t usual_growth = 512;
 
-/// The next line, newline included.
-std::string_view next_line(std::string_view& text) {
-    const std::size_t newline = text.find('\n');
-    const std::string_view line = text.substr(0, newline == std::string_view::npos ? newline : newline + 1);
-    text.remove_prefix(line.size());
-    return line;
+/// The line that begins there, newline included.
+std::string_view line_at(std::string_view text, std::size_t begin) {
+    const std::string_view rest = text.substr(begin);
+    const std::size_t newline = rest.find('\n');
+    return rest.substr(0, newline == std::string_view::npos ? newline : newline + 1);
 }
 
 std::string_view key_of(std::string_view line) {
@@ -46,16 +45,19 @@ SecretText rewritten_settings(std::string_view old, const Request& request) {
     text.reserve(old.size() + usual_growth);
     std::vector<const AcceptedProperty*> missing;
     for (const AcceptedProperty& property : request.properties()) missing.push_back(&property);
-    while (!old.empty()) {
-        const std::string_view line = next_line(old);
+    std::size_t kept = 0;  // where the lines begin that stay as they are
+    for (std::size_t begin = 0, end; begin < old.size(); begin = end) {
+        const std::string_view line = line_at(old, begin);
         const std::string_view key = key_of(line);
-        if (const AcceptedProperty* property = request.find(key)) {
-            append_setting(text, key, property->value);
-            std::erase(missing, property);
-        } else {
-            text.append(line);
-        }
+        end = begin + line.size();
+        const AcceptedProperty* property = request.find(key);
+        if (property == nullptr) continue;
+        text.append(old.substr(kept, begin - kept));
+        append_setting(text, key, property->value);
+        std::erase(missing, property);
+        kept = end;
     }
+    text.append(old.substr(kept));
     append_missing(text, missing);
     return text;
 }

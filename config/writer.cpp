@@ -28,7 +28,7 @@ int report_unwritable(const char* path) {
 bool holds(const char* path, std::string_view text) {
     const File file{path, Access::read};
     if (!file) return false;
-    const auto content = read_content(file, text.size());
+    const auto content = read_content(file, text.size(), text.size());
     return content && content->view() == text;
 }
 

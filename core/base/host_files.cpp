@@ -39,7 +39,7 @@ std::ptrdiff_t File::read(std::span<char> buffer) const {
 }
 
 LineReader::~LineReader() {
-    explicit_bzero(buffer_.data(), buffer_.size());
+    explicit_bzero(buffer_.data(), most_);
 }
 
 std::optional<std::string_view> LineReader::next() {
@@ -63,6 +63,7 @@ bool LineReader::refill() {
     failed_ = failed_ || size < 0;
     if (size <= 0) return false;
     end_ += static_cast<std::size_t>(size);
+    most_ = std::max(most_, end_);
     return true;
 }
 

@@ -58,9 +58,10 @@ private:
 
     const File& file_;
     std::size_t longest_;
-    std::array<char, 4096> buffer_;
+    std::array<char, 16384> buffer_;  ///< the settings file of every distribution is smaller
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
+    std::size_t most_ = 0;  ///< where the end was when it was farthest
     bool failed_ = false;
 };
 

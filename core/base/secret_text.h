@@ -23,7 +23,9 @@ struct WipingAllocator : std::allocator<T> {
 class SecretText {
 public:
     void append(std::string_view text) {
-        characters_.insert(characters_.end() - 1, text.begin(), text.end());
+        const std::size_t end = view().size();
+        characters_.resize(end + text.size() + 1);
+        text.copy(characters_.data() + end, text.size());
     }
     void reserve(std::size_t size) { characters_.reserve(size + 1); }
     /// Cuts the text or fills it up with NULs.
