@@ -66,12 +66,12 @@ record_targets() {
 }
 
 small_operations() {
-    costs 22 check
+    costs 13 check
     check=$calls
-    costs $((2 * check + 10)) property
-    costs $((2 * check + 10)) globals
-    costs $((2 * check + 10)) initiators
-    costs 21 set
+    costs $((check + 7)) property
+    costs $((2 * check + 3)) globals
+    costs $((2 * check + 3)) initiators
+    costs 20 set
     [ "$(grep -c '^fsync(' <<<"$trace")" = 1 ] || fail "set: one fsync for the file that stays"
 }
 
@@ -84,14 +84,14 @@ for process in /proc/5??????; do printf '/usr/sbin/service\0' >"$process/cmdline
 small_operations
 [ "$check" = "$few" ] || fail "the stack check costs more beside many processes"
 
-# list_targets SESSIONS PORTALS TARGETS_EACH
+# list_targets SESSIONS PORTALS TARGETS_EACH: where a session goes is read if its target is recorded.
 list_targets() {
     record_targets "$2" "$3"
     host="$form, $1 sessions, $2 portals, $3 targets each"
-    costs $((12 + 4 * $2 + 3 * $2 * $3 + 12 * $1)) targets
+    costs $((8 + 4 * $2 + 3 * $2 * $3 + 3 * $1 + 9 * ($1 < $3 ? $1 : $3))) targets
     opened_once
-    costs $((check + 12 + 4 * $2)) groups iqn.t1
-    costs $((check + 12 + 4 * $2)) portals iqn.t1
+    costs $((check + 7 + 4 * $2)) groups iqn.t1
+    costs $((check - 2 + 4 * $2)) portals iqn.t1
 }
 
 for form in today older; do
@@ -101,7 +101,7 @@ for form in today older; do
         host="$form, $sessions sessions"
         costs $((check + 7 + 14 * sessions)) sessions
         opened_once
-        costs $((check + 15)) connections 1
+        costs $((check + 14)) connections 1
         list_targets $sessions 1 1
         list_targets $sessions 8 16
         remove_sessions
