@@ -1,250 +1,194 @@
 #!/usr/bin/python3
-"""opinitctl at a terminal: prompts and echo, progress, Ctrl-C and Ctrl-Z, time limits.
-
-    opinitctl_terminal_test.py OPINITCTL     enters the simulated host by itself
-"""
-import glob
+# opinitctl at a terminal: prompts and echo, progress, Ctrl-C and Ctrl-Z, time limits.
+#
+#     opinitctl_terminal_test.py OPINITCTL     enters the simulated host by itself
+import io
 import os
+import pathlib
 import re
 import signal
-import subprocess
-import termios
 import time
 
 import pexpect
 
 from support import simulated
-from support.simulated import check
+from support.simulated import PROGRAM, check, replace_command, shell
 
-PROGRAM = simulated.enter()
+simulated.enter()
 ARRAY = "iqn.2024-01.example.array"
+LOGIN = (PROGRAM, "login", f"{ARRAY}:empty", "10.0.0.2")
+CTRL_C, CTRL_Z = "\x03", "\x1a"
+CALLS = pathlib.Path("/run/simhost/calls.log")
 
 
-def calls():
-    with open("/run/simhost/calls.log", encoding="utf-8") as log:
-        return log.readlines()
-
-
-def processes(argument):
-    """Numbers of the processes that were started with it."""
-    found = []
-    for path in glob.glob("/run/simhost/proc/[0-9]*/cmdline"):
-        try:
-            with open(path, "rb") as words:
-                if argument.encode() in words.read().split(b"\0"):
-                    found.append(path)
-        except OSError:
-            pass
-    return found
-
-
-class Terminal:
+class Terminal(pexpect.spawn):
     """A program at a terminal of its own."""
 
-    def __init__(self, *command, columns=80):
-        self.child = pexpect.spawn(command[0], list(command[1:]), timeout=20, dimensions=(24, columns),
-                                   encoding="utf-8", codec_errors="backslashreplace")
-        self.shown = ""
+    def __init__(self, program, *arguments, columns=80):
+        super().__init__(program, list(arguments), timeout=20, dimensions=(24, columns), encoding="utf-8",
+                         codec_errors="backslashreplace")
+        self.logfile_read = io.StringIO()
 
-    def wait_for(self, text):
-        found = self.child.expect_exact([text, pexpect.EOF, pexpect.TIMEOUT]) == 0
-        self.shown += self.child.before + (text if found else "")
-        check(f"shows {text!r}", found, self.shown)
+    def shown(self):
+        return self.logfile_read.getvalue()
+
+    def wait_for(self, text, answer=None):
+        check(f"shows {text!r}", self.expect_exact([text, pexpect.EOF, pexpect.TIMEOUT]) == 0, self.shown())
+        if answer is not None:
+            self.sendline(answer)
 
     def press(self, key, text):
         """Again where the key came between a prompt and the wait for its answer: it then waits for the next key."""
         for _ in range(10):
-            self.child.sendcontrol(key)
-            if self.child.expect_exact([text, pexpect.TIMEOUT], timeout=3) == 0:
-                self.shown += self.child.before + text
+            self.send(key)
+            if self.expect_exact([text, pexpect.TIMEOUT], timeout=3) == 0:
                 return
-        check(f"{key} gives {text!r}", False, self.child.before)
+        check(f"{key!r} gives {text!r}", False, self.shown())
 
     def end(self):
-        """The exit status, negative for a signal."""
-        self.child.expect([pexpect.EOF, pexpect.TIMEOUT])
-        self.shown += self.child.before
-        self.child.close()
-        return -self.child.signalstatus if self.child.signalstatus else self.child.exitstatus
-
-    def echoes(self):
-        return bool(termios.tcgetattr(self.child.child_fd)[3] & termios.ECHO)
-
-    def screen(self):
-        """What stands there after all carriage returns."""
-        lines = [[]]
-        column = 0
-        for character in self.shown:
-            if character == "\n":
-                lines.append([])
-                column = 0
-            elif character == "\r":
-                column = 0
-            else:
-                lines[-1][column:column + 1] = character
-                column += 1
-        return "\n".join("".join(line).rstrip() for line in lines)
-
-
-def opinitctl(*arguments, **options):
-    return Terminal(PROGRAM, *arguments, **options)
+        """The exit status, none for a signal."""
+        self.expect([pexpect.EOF, pexpect.TIMEOUT])
+        self.close()
+        return self.exitstatus
 
 
 def nothing_stays(name):
-    left = glob.glob("/tmp/opinitctl.*") + glob.glob("/tmp/opiscsierr*") + processes("1234")
-    check(f"{name} leaves nothing behind", not left, left)
-
-
-def discover():
-    """Also takes back what a login with CHAP wrote into every record."""
-    subprocess.run(["iscsiadm", "-m", "discovery", "-t", "st", "-p", "10.0.0.1:3260"], check=True,
-                   stdout=subprocess.DEVNULL)
+    left = shell("ls -d /tmp/opinitctl.* /tmp/opiscsierr*; grep -lsxz 123[4] /run/simhost/proc/[0-9]*/cmdline").stdout
+    check(f"{name} leaves nothing behind", left == "", left)
 
 
 def secrets_are_asked_for():
-    session = opinitctl("login", f"{ARRAY}:mutual", "10.0.0.1", "--chap-user", "user1", "--chap-user-in", "user2",
-                        columns=160)
-    for owner, secret in (("user1", "secretsecret1"), ("user2", "secretsecret2")):
-        session.wait_for(f"secret of {owner}: ")
-        check("echo is off", not session.echoes())
-        session.child.sendline(secret)
-    check("both secrets are used", session.end() == 0 and f"{ARRAY}:mutual" in session.shown, session.shown)
-    check("secrets are not shown", "secretsecret" not in session.shown, session.shown)
-    check("echo is on again", session.echoes() if session.child.isalive() else True)
-
-    setting = opinitctl("config", "set", "--secret-file", "password=-")
-    setting.wait_for("secret of node.session.auth.password: ")
-    setting.child.sendline("Sesame-0pen")
-    check("standard input at a terminal asks", setting.end() == 0 and "****" in setting.shown, setting.shown)
-
-    empty = opinitctl("login", f"{ARRAY}:chap", "10.0.0.1", "--chap-user", "user1", "--chap-secret-file", "/dev/tty")
-    empty.wait_for("secret of user1: ")
-    empty.child.sendeof()
-    check("no answer is no secret", empty.end() == 1 and "empty" in empty.shown, empty.shown)
+    mutual, chap = (f"login {ARRAY}:{name} 10.0.0.1 --chap-user user1" for name in ("mutual", "chap"))
+    both = (("user1", "secretsecret1"), ("user2", "secretsecret2"))
+    for command, asked, status, says in (
+            (f"{mutual} --chap-user-in user2", both, 0, f"{ARRAY}:mutual"),
+            ("config set --secret-file password=-", (("node.session.auth.password", "secret-of-mine"),), 0, "****"),
+            (f"{chap} --chap-secret-file /dev/tty", (("user1", ""),), 1, "empty")):
+        session = Terminal(PROGRAM, *command.split(), columns=160)
+        for owner, secret in asked:
+            session.wait_for(f"secret of {owner}: ")
+            check("echo is off", not session.getecho())
+            session.sendline(secret)
+        check(command, session.end() == status and says in session.shown(), session.shown())
+        check("secrets are not shown", not re.search("secret(secret|-of)", session.shown()), session.shown())
 
 
 def prompts_put_the_terminal_in_order():
-    before = calls()
+    before = CALLS.read_text()
     job = f"{PROGRAM} login {ARRAY}:chap 10.0.0.1 --chap-user user1"
-    shell = Terminal("dash", "-m", "-c", f"{job}; echo exit $?; stty -a; echo next; {job}; stty -a; fg; echo exit $?")
-    shell.wait_for("secret of user1: ")
-    shell.press("c", "opinitctl: interrupted")
-    shell.wait_for("exit 130")
-    shell.wait_for(" echo ")
-    check("nothing was run", calls() == before)
-    shell.wait_for("next")
-    shell.wait_for("secret of user1: ")
-    shell.press("z", " echo ")
-    shell.wait_for("secret of user1: ")
-    check("echo is off again after Ctrl-Z", not shell.echoes())
-    shell.child.sendline("secretsecret1")
-    shell.wait_for("exit 0")
-    shell.end()
+    session = Terminal("dash", "-m", "-c", f"{job}; echo exit $?; stty -a; echo next; {job}; stty -a; fg; echo exit $?")
+    session.wait_for("secret of user1: ")
+    session.press(CTRL_C, "opinitctl: interrupted")
+    session.wait_for("exit 130")
+    session.wait_for(" echo ")
+    check("nothing was run", CALLS.read_text() == before)
+    session.wait_for("next")
+    session.wait_for("secret of user1: ")
+    session.press(CTRL_Z, " echo ")
+    session.wait_for("secret of user1: ")
+    check("echo is off again after Ctrl-Z", not session.getecho())
+    session.sendline("secretsecret1")
+    session.wait_for("exit 0")
+    session.end()
 
 
 def waiting_is_shown():
-    simulated.replace_command("iscsiadm", "sleep 1.3\n")
-    for columns in (100, 40):
-        login = opinitctl("login", f"{ARRAY}:empty", "10.0.0.2", columns=columns)
+    replace_command("iscsiadm", "sleep 1.3")
+    widths = (100, 40)
+    for columns, login in zip(widths, [Terminal(*LOGIN, columns=columns) for columns in widths]):
         login.wait_for(": 1 s")
-        line = login.shown.replace("\n", "\r").split("\r")[-1]
-        check("the line says what for, within the width",
-              line.startswith("log in to iqn.") and len(line) < columns, line)
+        line = re.split("[\r\n]", login.before)[-1] + ": 1 s"
+        check("says what for, within the width", line.startswith("log in to iqn.") and len(line) < columns, line)
         login.end()
-        check("the line is erased", " s\n" not in login.screen() and login.screen().startswith("opinitctl: open-iscsi"),
-              login.screen())
+        check("is erased", f"\r{' ' * len(line)}\ropinitctl: open-iscsi" in login.shown(), login.shown())
+
+
+def reached(script):
+    return f"echo >/tmp/reached; {script}"
 
 
 def wait_until_reached():
-    while not os.path.exists("/tmp/reached"):
-        time.sleep(0.02)
-    os.unlink("/tmp/reached")
+    shell("until [ -e /tmp/reached ]; do sleep 0.02; done; rm /tmp/reached")
 
 
 def every_way_out_is_clean():
-    stubborn = "trap '' TERM\nsleep 1234 &\nwhile :; do sleep 1234; done\n"
-    # what iscsiadm does, signal or key, exit status
-    table = [("sleep 1234\n", "key", 130), ("sleep 1234\n", signal.SIGTERM, 143), ("sleep 1234\n", signal.SIGHUP, 129),
-             ("sleep 1234\n", signal.SIGQUIT, 131), (stubborn, "key", 130)]
-    for script, request, status in table:
-        simulated.replace_command("iscsiadm", "echo reached >/tmp/reached\n" + script)
-        login = opinitctl("login", f"{ARRAY}:empty", "10.0.0.2", "--persistent")
+    stubborn = "trap '' TERM; sleep 1234 & while :; do sleep 1234; done"
+    for script, request, status in (("sleep 1234", "key", 130), ("sleep 1234", signal.SIGTERM, 143),
+                                    ("sleep 1234", signal.SIGHUP, 129), ("sleep 1234", signal.SIGQUIT, 131),
+                                    (stubborn, "key", 130)):
+        replace_command("iscsiadm", reached(script))
+        login = Terminal(*LOGIN, "--persistent")
         wait_until_reached()
-        login.press("c", "opinitctl: interrupted") if request == "key" else login.child.kill(request)
-        check(f"{request} ends a login with {status}", login.end() == status and "opinitctl: interrupted" in login.shown,
-              login.shown)
-        nothing_stays(f"{request}")
+        login.press(CTRL_C, "opinitctl: interrupted") if request == "key" else login.kill(request)
+        check(f"{request} ends a login with {status}",
+              login.end() == status and "opinitctl: interrupted" in login.shown(), login.shown())
+        nothing_stays(request)
 
-    subprocess.run(["killall", "iscsid"], check=True)
-    simulated.replace_command("modprobe", "echo reached >/tmp/reached\nsleep 1234\n")
-    before = calls()
-    start = opinitctl("start")
+    shell("killall iscsid")
+    replace_command("modprobe", reached("sleep 1234"))
+    before = CALLS.read_text()
+    start = Terminal(PROGRAM, "start")
     wait_until_reached()
-    start.press("c", "opinitctl: interrupted")
-    check("no further command is run", calls() == before, calls()[-1])
-    simulated.restore_commands()
+    start.press(CTRL_C, "opinitctl: interrupted")
+    check("no further command is run", CALLS.read_text() == before)
+    shell("rm /run/simhost/override/modprobe")
     check("the stack can be started then", simulated.opinitctl("start").returncode == 0)
 
 
 def time_limits_end_it():
-    simulated.replace_command("iscsiadm", "sleep 1234\n")
-    for command in (["discover", "10.0.0.2"], ["login", f"{ARRAY}:empty", "10.0.0.2"]):
+    replace_command("iscsiadm", "sleep 1234")
+    for command in (LOGIN, (PROGRAM, "discover", "10.0.0.2")):
         begin = time.monotonic()
-        done = simulated.opinitctl(*command, "--timeout", "1")
+        done = simulated.run(*command, "--timeout", "1")
         took = time.monotonic() - begin
-        check(f"{command[0]} gives up in time", done.returncode == 1 and 1 <= took < 2.5, (done, took))
-        check("one line says so where no terminal is", done.stdout == "" and "gave up after 1 s" in done.stderr
-              and done.stderr.startswith("opinitctl: cannot ") and done.stderr.count("\n") == 1, done)
-        nothing_stays(f"the time limit of {command[0]}")
-    check("the limit is a number of seconds",
-          simulated.opinitctl("discover", "10.0.0.1", "--timeout", "0").returncode == 2)
+        check("gives up in time", done.returncode == 1 and 1 <= took < 2.5, (done, took))
+        check("one line says so where no terminal is", done.stdout == ""
+              and re.fullmatch("opinitctl: cannot .*gave up after 1 s.*\n", done.stderr), done)
+        nothing_stays("a time limit")
+    check("the limit is a number of seconds", simulated.run(*LOGIN, "--timeout", "0").returncode == 2)
 
 
 def tables_suit_the_terminal():
     name = f"{ARRAY}:disks"
-    opinitctl("login", name, "10.0.0.1").end()
+    simulated.opinitctl("login", name, "10.0.0.1")
     for columns in (60, 120):
-        table = opinitctl("sessions", columns=columns)
-        check("shown", table.end() == 0)
-        plain = table.shown.replace("\x1b[32m", "").replace("\x1b[0m", "").split("\r\n")
+        table = Terminal(PROGRAM, "sessions", columns=columns)
+        table.end()
+        plain = re.sub("\x1b\\[[0-9]*m", "", table.shown()).split("\r\n")
         check("the width is kept to", max(map(len, plain)) <= columns, plain)
         check("nothing of the name is lost", name in "".join(line[8:].split(" ")[0] for line in plain), plain)
-    for variable, value, coloured in (("TERM", "xterm", True), ("NO_COLOR", "1", False), ("NO_COLOR", "", True),
-                                      ("TERM", "dumb", False)):
-        table = Terminal("env", "TERM=xterm", f"{variable}={value}", PROGRAM, "sessions")
+    for variable, coloured in (("TERM=xterm", True), ("NO_COLOR=1", False), ("NO_COLOR=", True), ("TERM=dumb", False)):
+        table = Terminal("env", "TERM=xterm", variable, PROGRAM, "sessions")
         table.end()
-        check(f"{variable}={value}", ("\x1b[32mlogged_in" in table.shown) == coloured, table.shown)
-    opinitctl("logout", "--all").end()
+        check(variable, ("\x1b[32mlogged_in" in table.shown()) == coloured, table.shown())
+    simulated.opinitctl("logout", "--all")
 
 
 def doctor_keeps_to_the_width_and_asks():
-    os.rename("/etc/issue", "/tmp/issue")
-    os.symlink("/tmp/issue", "/tmp/opiscsierr")
+    shell("mv /etc/issue /tmp; ln -s /tmp/issue /tmp/opiscsierr")
     wide = simulated.opinitctl("doctor").stdout
-    doctor = opinitctl("doctor", columns=50)
+    doctor = Terminal(PROGRAM, "doctor", columns=50)
     check("problems are a failure", doctor.end() == 1)
-    lines = re.sub("\033\\[[0-9]*m", "", doctor.shown).split("\r\n")
+    lines = re.sub("\x1b\\[[0-9]*m", "", doctor.shown()).split("\r\n")
     check("no line is longer than the terminal", max(map(len, lines)) < 50 < max(map(len, wide.split("\n"))), lines)
-    check("words stay whole", " ".join(" ".join(lines).split()).startswith(" ".join(wide.split())), lines)
-    check("states are coloured", "\033[31mproblem" in doctor.shown, doctor.shown)
-    open("/etc/os-release", "w", encoding="utf-8").close()
-
-    for answers in (("n", "n"), ("n", "y")):
-        doctor = opinitctl("doctor", "--fix", columns=160)
-        for question, answer in zip(("make an empty /etc/issue? [y/N] ", "move /tmp/opiscsierr to /tmp/opiscsierr.aside? [y/N] "),
-                                    answers):
-            doctor.wait_for(question)
-            doctor.child.sendline(answer)
-        check("what was refused stays", doctor.end() == 1 and not os.path.exists("/etc/issue"), doctor.shown)
-        check("what was granted is done", os.path.lexists("/tmp/opiscsierr") == (answers[1] == "n"), doctor.shown)
-    check("and told", "done: move /tmp/opiscsierr" in doctor.shown and "mv /tmp/opiscsierr.aside" in doctor.shown, doctor.shown)
-    os.rename("/tmp/issue", "/etc/issue")
-    os.unlink("/tmp/opiscsierr.aside")
+    check("words stay whole", " ".join(lines).split()[:len(wide.split())] == wide.split(), lines)
+    check("states are coloured", "\x1b[31mproblem" in doctor.shown(), doctor.shown())
+    shell(": >/etc/os-release")
+    for answer in "ny":
+        doctor = Terminal(PROGRAM, "doctor", "--fix", columns=160)
+        doctor.wait_for("make an empty /etc/issue? [y/N] ", "n")
+        doctor.wait_for("move /tmp/opiscsierr to /tmp/opiscsierr.aside? [y/N] ", answer)
+        check("what was refused stays", doctor.end() == 1 and not os.path.exists("/etc/issue"), doctor.shown())
+        check("what was granted is done", os.path.lexists("/tmp/opiscsierr") == (answer == "n"), doctor.shown())
+    check("and told", re.search("done: move /tmp/opiscsierr.*mv /tmp/opiscsierr.aside", doctor.shown(), re.DOTALL))
+    shell("mv /tmp/issue /etc; rm /tmp/opiscsierr.aside")
 
 
 for group in (doctor_keeps_to_the_width_and_asks, tables_suit_the_terminal, secrets_are_asked_for,
               prompts_put_the_terminal_in_order, waiting_is_shown, every_way_out_is_clean, time_limits_end_it):
-    discover()
+    # A discovery takes back what a login with CHAP wrote into every record.
+    shell("rm -f /run/simhost/override/*; iscsiadm -m discovery -t st -p 10.0.0.1:3260")
+    begun = time.monotonic()
     group()
-    simulated.restore_commands()
+    if os.environ.get("TIMES"): print(group.__name__, time.monotonic()-begun)
 simulated.finish()

@@ -1,58 +1,44 @@
-"""For tests of opinitctl: enters the simulated host, and counts checks.
-
-A test begins with `PROGRAM = simulated.enter()` and ends with `simulated.finish()`.
-"""
+# For tests of opinitctl: enters the simulated host, runs programs there, and says which checks fail.
+#
+# A test begins with simulated.enter() and ends with simulated.finish().
 import os
 import subprocess
 import sys
 
-_checks = _failed = 0
-_program = ""
+PROGRAM = sys.argv[1]
+HOST = os.path.join(os.path.dirname(os.path.realpath(__file__)), "../../simhost/enter")
+os.environ["ASAN_OPTIONS"] = "detect_leaks=0"  # needs more of /proc than there is in the host
+_failed = []
 
 
-def enter(*options):
-    """The path of opinitctl, the test's argument, once the test runs in a simulated host of its own."""
-    global _program
-    test = os.path.realpath(sys.argv[0])
+def enter():
+    """Comes back in a simulated host of its own."""
     if not os.path.exists("/run/simhost/proc/self"):
-        host = os.path.join(os.path.dirname(test), "../simhost/enter")
-        os.execv(host, ["enter", *options, sys.executable, test, *sys.argv[1:]])
-    os.environ["ASAN_OPTIONS"] = "detect_leaks=0"  # needs more of /proc than there is here
+        os.execv(HOST, ["enter", sys.executable, os.path.realpath(sys.argv[0]), *sys.argv[1:]])
     os.chdir("/tmp")
-    _program = sys.argv[1]
-    return _program
 
 
 def check(name, holds, seen=""):
-    global _checks, _failed
-    _checks += 1
     if not holds:
-        _failed += 1
+        _failed.append(name)
         print(f"FAILED {name}\n    {seen!r}")
 
 
 def finish():
-    print(f"{_checks - _failed} of {_checks} checks passed")
-    sys.exit(_failed != 0)
+    sys.exit(f"{len(_failed)} checks failed" if _failed else 0)
 
 
-def opinitctl(*arguments, **options):
-    return subprocess.run([_program, *arguments], capture_output=True, text=True, check=False, **options)
+def run(*command, **options):
+    return subprocess.run(command, capture_output=True, text=True, check=False, stdin=subprocess.DEVNULL, **options)
 
 
-def simhost(*arguments):
-    """Runs the program behind the host's stand-in commands by its own name."""
-    command = os.path.realpath("/run/simhost/bin/iscsiadm")
-    return subprocess.run([command, *arguments], capture_output=True, text=True, check=True).stdout
+def opinitctl(*arguments):
+    return run(PROGRAM, *arguments)
+
+
+def shell(script):
+    return run("bash", "-c", script)
 
 
 def replace_command(name, script):
-    path = f"/run/simhost/override/{name}"
-    with open(path, "w", encoding="utf-8") as file:
-        file.write("#!/bin/bash\n" + script)
-    os.chmod(path, 0o755)
-
-
-def restore_commands():
-    for name in os.listdir("/run/simhost/override"):
-        os.unlink(f"/run/simhost/override/{name}")
+    shell(f"cd /run/simhost/override; cat >{name} <<'END'; chmod +x {name}\n#!/bin/bash\n{script}\nEND")
