@@ -9,73 +9,68 @@
 
 #include <csignal>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <tuple>
 
 #include "tests/support/host.h"
 #include "tests/support/settings.h"
 
-// Stands in for the C library's: tells which permissions new content was given, and fails or forks on demand.
-static std::vector<mode_t> flushed;
-static std::size_t failing_flush = 0;
-static std::mutex flushing;
-static pid_t worker = -1;  // 0: forks one, which lives on
+// What befalls a call, by its name and the permissions of its file; false: it fails.
+static std::function<bool(std::string_view call, mode_t mode)> fate;
 
-extern "C" int fsync(int descriptor) {
-    const std::lock_guard one_at_a_time{flushing};
+static bool meet(const char* call, int descriptor = -1) {
     struct stat status {};
     fstat(descriptor, &status);
-    flushed.push_back(status.st_mode & 07777);
-    if (worker == 0 && (worker = fork()) == 0) pause();
-    return flushed.size() == failing_flush ? -1 : 0;
+    return !fate || fate(call, status.st_mode & 07777);
 }
 
-// Stands in for the C library's: what befalls the temporary file, which alone is for its owner only.
-static std::function<void()> after_temporary;
-
-extern "C" ssize_t pwrite(int descriptor, const void* text, std::size_t size, off_t offset) {
+// These stand in for the C library's.
+extern "C" {
+int fsync(int descriptor) {
+    return meet("fsync", descriptor) ? 0 : -1;
+}
+ssize_t pwrite(int descriptor, const void* text, std::size_t size, off_t offset) {
     const auto result = static_cast<ssize_t>(syscall(SYS_pwrite64, descriptor, text, size, offset));
-    struct stat status {};
-    fstat(descriptor, &status);
-    if (after_temporary && (status.st_mode & 07777) == 0600) after_temporary();
+    meet("pwrite", descriptor);
     return result;
 }
-
-// Stands in for the C library's: what appears at a path as soon as it is free.
-static std::function<void(const char*)> after_removal;
-
-extern "C" int remove(const char* path) {
+int remove(const char* path) {
     const int result = unlink(path) == 0 ? 0 : rmdir(path);
-    if (after_removal) after_removal(path);
+    meet("remove");
     return result;
 }
-
-// Stands in for the C library's: waiting ends at once, when it is counted.
-static int pauses = -1;
-
-extern "C" int nanosleep(const timespec* time, timespec* rest) {
-    if (pauses < 0) return static_cast<int>(syscall(SYS_nanosleep, time, rest));
-    ++pauses;
-    return 0;
+int nanosleep(const timespec* time, timespec* rest) {
+    return meet("nanosleep") ? static_cast<int>(syscall(SYS_nanosleep, time, rest)) : 0;
+}
 }
 
 namespace {
 
 using namespace settings;
-using host::obey_permissions;
+using host::obey_permissions, host::write_file;
 
 const std::string temporary = "/tmp/tmpiscsidconf.txt";
 const std::string write_temporary = "write " + temporary, write_conf = "write " + conf;
-const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n5000(5000, 'n');
+const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n236(236, 'n'), n237(237, 'n'),
+    n5000(5000, 'n');
 const std::string page = "ERL=0\n" + std::string(4089, '#');
 const std::string receive = "MaxRecvDataSegmentLength", discovery = "discovery.sendtargets.iscsi." + receive;
+
+/// Something happens at one kind of call, which fails then.
+void at(
+    std::string_view call, mode_t mode, const std::function<void()>& event = [] {}) {
+    fate = [=](std::string_view called, mode_t called_on) {
+        const bool meant = called == call && called_on == mode;
+        if (meant) event();
+        return !meant;
+    };
+}
 
 using Contents = std::vector<std::pair<std::string, std::string>>;
 
 void expect_read(int mode, const std::string& path, const Contents& contents) {
     for (const auto& [text, expected] : contents) {
-        host::write_file(path, text);
+        write_file(path, text);
         EXPECT_EQ(read(mode), expected) << text;
     }
 }
@@ -90,8 +85,8 @@ TEST(InitiatorName, IsTheFirstNameWord) {
                  {"InitiatorName=\n", "-1 0"},
                  {"InitiatorName=" + n223, "0 1 " + n223},
                  {"InitiatorName=n" + n223, "-2 0"},
-                 {n223 + "nnnnnnnnnnnnnInitiatorName=iqn.a", "0 1 iqn.a"},
-                 {n223 + "nnnnnnnnnnnnnnInitiatorName=iqn.a", "-2 0"},
+                 {n236 + "InitiatorName=iqn.a", "0 1 iqn.a"},
+                 {n237 + "InitiatorName=iqn.a", "-2 0"},
                  {n5000 + "InitiatorName=iqn.a", "-2 0"},
                  {n5000 + " #" + n5000 + "InitiatorName= InitiatorName=iqn.a", "0 1 iqn.a"}});
     host::remove(name_file);
@@ -126,7 +121,7 @@ TEST(Settings, AreReadInFileOrder) {
 
 TEST(Readers, WantFilesThatMayBeWritten) {
     host::set_initiator_name("iqn.a");
-    host::write_file(conf, "ERL = 1\n");
+    write_file(conf, "ERL = 1\n");
     chmod(conf.c_str(), 0400);
     obey_permissions(true);
     _iSCSI_Property out{};
@@ -139,7 +134,7 @@ TEST(Readers, WantFilesThatMayBeWritten) {
 TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
     host::start_stack();
     host::set_initiator_name("iqn.a");
-    host::write_file(conf, "ERL = 1\n");
+    write_file(conf, "ERL = 1\n");
     const std::pair<int, std::string> modes[] = {
         {1, "0 1 iqn.a"}, {2, "0 2 1=iqn.a 14=1"}, {3, "0 2 1=iqn.a 14=1"}};
     for (const auto& [mode, expected] : modes) EXPECT_EQ(read(mode), expected);
@@ -147,7 +142,7 @@ TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
     EXPECT_EQ(_RemoveInitiatorNode("iqn.b"), -1);
     EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), 0);
     host::remove("/sys/class/iscsi_session");
-    host::write_file("/sys/class/iscsi_session", "");
+    write_file("/sys/class/iscsi_session", "");
     EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), -2) << "sessions cannot be counted";
     host::remove("/sys/class/iscsi_session");
     host::add_session({.number = 7});
@@ -167,7 +162,7 @@ TEST(OneProperty, IsTheFirstLineThatMentionsIt) {
         {"=\n", 78, -1, "old"},
         {"=\n", 79, -1, "old"}};
     for (const auto& [file, id, result, value] : cases) {
-        host::write_file(conf, file);
+        write_file(conf, file);
         _iSCSI_Property out{4711, "old"}, expected{4711, {}};
         value.copy(expected.value, sizeof expected.value);
         EXPECT_EQ(_GetProperty(1, id, &out), result) << file;
@@ -198,7 +193,7 @@ TEST(Writer, ReplacesAndAppends) {
         {std::string("\0ERL = 1\nERL = \0\xff\n", 18), {{14, "2"}}, std::string("\0ERL = 1\nERL = 2\n", 17)},
     };
     for (const auto& [before, request, after] : cases) {
-        host::write_file(conf, before);
+        write_file(conf, before);
         EXPECT_EQ(set(request), 0);
         EXPECT_EQ(host::read_file(conf), after);
     }
@@ -233,7 +228,7 @@ TEST(Writer, RefusesBeforeItTouchesTheSettings) {
         if (!settable) cases.push_back({{{row.id, ""}}, 86, "iqn.a"});
     }
     ASSERT_EQ(cases.size(), 7 + 47);
-    host::write_file(conf, "ERL = 1");
+    write_file(conf, "ERL = 1");
     for (const auto& [request, result, name] : cases) {
         host::set_initiator_name("iqn.a");
         EXPECT_EQ(set(request), result) << request[0].first;
@@ -243,18 +238,22 @@ TEST(Writer, RefusesBeforeItTouchesTheSettings) {
 }
 
 TEST(Writer, KeepsTheFileAndItsPermissions) {
-    host::write_file("/etc/real.conf", "ERL = 1\n");
-    host::write_file("/etc/victim", "victim");
+    write_file("/etc/real.conf", "ERL = 1\n");
+    write_file("/etc/victim", "victim");
     host::make_link(conf, "/etc/real.conf");
     host::make_link(temporary, "/etc/victim");
     host::make_link(name_file, "/etc/real.name");
     chmod("/etc/real.conf", 0640);
     umask(0);
-    struct stat before, after;
-    stat("/etc/real.conf", &before);
+    std::vector<mode_t> flushed;
+    fate = [&](std::string_view call, mode_t mode) {
+        if (call == "fsync") flushed.push_back(mode);
+        return true;
+    };
+    const int before = open(conf.c_str(), O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(set({{1, "iqn.b"}, {14, "2"}}), 0);
-    stat("/etc/real.conf", &after);
-    EXPECT_EQ(after.st_ino, before.st_ino);
+    char text[20] = "";
+    EXPECT_EQ(read(before, text, sizeof text), 9) << "it is the same file";
     EXPECT_EQ(host::read_file("/etc/real.conf"), "ERL = 2\n\n");
     EXPECT_EQ(flushed, (std::vector<mode_t>{0666, 0640})) << "only what stays, for good";
     EXPECT_EQ(host::read_file("/etc/victim"), "victim");
@@ -265,67 +264,53 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     EXPECT_FALSE(host::exists(temporary));
 }
 
-TEST(Writer, WritesNoSecretsIntoWhatAppearsInItsWay) {
-    const std::string victim = "/etc/victim";
-    host::write_file(conf, "ERL = 1\n");
-    for (const bool link : {true, false}) {
-        host::write_file(victim, "victim");
-        after_removal = [&](const char* path) {
-            link ? host::make_link(path, victim) : host::write_file(path, "victim");
-        };
-        EXPECT_EQ(set({{14, "2"}}), -1);
-        EXPECT_EQ(host::read_file(link ? victim : temporary), "victim") << "it was there, and is as it was";
-        after_removal = nullptr;
-        EXPECT_EQ(host::read_file(conf), "ERL = 1\n");
-    }
-}
+const std::string victim = "/etc/victim";
 
 void fill() {
-    host::write_file(conf, page);
+    write_file(conf, page);
     chmod(conf.c_str(), 0640);
     host::set_initiator_name("iqn.a");
 }
 
-TEST(Writer, LosesNothingWhenAFileFails) {
-    const std::string unreadable = "read tmp file";
-    const auto mount_small = [](const char* directory) {
-        ASSERT_EQ(mount("none", directory, "tmpfs", 0, "size=8k"), 0);
-        fill();
-    };
+void mount_small(const char* directory) {
+    ASSERT_EQ(mount("none", directory, "tmpfs", 0, "size=8k"), 0);
+    fill();
+}
+
+TEST(Writer, LosesNothingWhenAFileFailsOrStandsInTheWay) {
+    const std::string unable_to_read = "read tmp file";
+    const auto appears = [](auto event) { return [=] { at("remove", 0, event); }; };
+    const auto befalls_temporary = [](auto event) { return [=] { at("pwrite", 0600, event); }; };
     const std::tuple<const char*, std::function<void()>, std::string, const char*> cases[] = {
-        {"full /tmp",
-         [&] {
-             mount_small("/tmp");
-             host::write_file("/tmp/x", page);
-         },
-         write_temporary, "iqn.b"},
-        {"full /etc/iscsi", [&] { mount_small("/etc/iscsi"); }, write_conf, "iqn.b"},
-        {"directory in the way", [] { host::make_directory(temporary + "/x"); }, write_temporary, "iqn.b"},
+        {"full /etc/iscsi", [] { mount_small("/etc/iscsi"); }, write_conf, "iqn.b"},
+        {"iscsid.conf not flushed", [] { at("fsync", 0640); }, write_conf, "iqn.b"},
+        {"name file not flushed", [] { at("fsync", 0644); }, "", "iqn.a"},
         {"unreadable iscsid.conf", [] { chmod(conf.c_str(), 0200); }, "", "iqn.b"},
         {"unwritable name file", [] { chmod(name_file.c_str(), 0400); }, "", "iqn.a"},
-        {"name file not flushed", [] { failing_flush = 1; }, "", "iqn.a"},
-        {"temporary file gone", [] { after_temporary = [] { host::remove(temporary); }; }, unreadable,
+        {"temporary file gone", befalls_temporary([] { host::remove(temporary); }), unable_to_read, "iqn.b"},
+        {"temporary file cut", befalls_temporary([] { write_file(temporary, "#"); }), unable_to_read,
          "iqn.b"},
-        {"temporary file cut", [] { after_temporary = [] { host::write_file(temporary, "#"); }; }, unreadable,
-         "iqn.b"},
-        {"iscsid.conf not flushed", [] { failing_flush = 2; }, write_conf, "iqn.b"},
+        {"full directory", [] { write_file(temporary + "/x", ""); }, write_temporary, "iqn.b"},
+        {"link appears", appears([] { host::make_link(temporary, victim); }), write_temporary, "iqn.b"},
+        {"file appears", appears([] { write_file(temporary, ""); }), write_temporary, "iqn.b"},
     };
+    write_file(victim, "victim");
     for (const auto& [what, break_it, unable, name] : cases) {
         SCOPED_TRACE(what);
         fill();
         testing::internal::CaptureStderr();
-        flushed.clear();
         break_it();
         obey_permissions(true);
         EXPECT_EQ(set({{1, "iqn.b"}, {14, "1"}}), -1);
         obey_permissions(false);
+        fate = nullptr;
         EXPECT_EQ(host::read_file(conf), page);
         EXPECT_EQ(host::read_file(name_file), "InitiatorName=" + std::string{name} + "\n");
-        failing_flush = 0;
-        after_temporary = nullptr;
-        for (const char* mounted : {"/tmp", "/etc/iscsi"}) umount2(mounted, MNT_DETACH);
+        EXPECT_EQ(host::exists(temporary), unable == write_temporary) << "what was there stays there";
+        EXPECT_EQ(host::read_file(victim), "victim");
+        umount2("/etc/iscsi", MNT_DETACH);
         host::remove(temporary);
-        for (const std::string& path : {conf, name_file}) chmod(path.c_str(), 0755);
+        for (const std::string& path : {conf, name_file}) chmod(path.c_str(), 0644);
         EXPECT_EQ(testing::internal::GetCapturedStderr(),
                   unable.empty() ? "" : "ERROR: unable to " + unable + ".\n");
     }
@@ -333,9 +318,8 @@ TEST(Writer, LosesNothingWhenAFileFails) {
 
 TEST(Writer, LeavesNoNameFileThatNeverGotAName) {
     host::make_link(name_file, "/etc/real.name");
+    at("fsync", 0644);
     for (const std::string& path : {std::string{"/etc/real.name"}, name_file}) {
-        flushed.clear();
-        failing_flush = 1;
         EXPECT_EQ(set({{1, "iqn.a"}}), -1);
         EXPECT_FALSE(host::exists(path));
         EXPECT_TRUE(path == name_file || host::exists(name_file)) << "the link is the administrator's";
@@ -365,7 +349,7 @@ bool writes_in_turn(unsigned int id, std::size_t rounds) {
 
 TEST(Writers, TakeTurns) {
     constexpr std::size_t rounds = 80;
-    host::write_file(conf, page + "\n");
+    write_file(conf, page + "\n");
     const pid_t other = fork();
     bool well[2] = {};
     std::thread second{[&] { well[0] = writes_in_turn(other != 0 ? 18 : 16, rounds); }};
@@ -382,20 +366,21 @@ TEST(Writers, TakeTurns) {
     EXPECT_EQ(std::count(name.begin(), name.end(), '\n'), 1);
 }
 
-TEST(Writers, LeaveNoLockWithAChild) {
-    worker = 0;
-    EXPECT_EQ(set({{14, "1"}}), 0);
-    pauses = 0;
+TEST(Writers, LeaveNoLockWithAChildAndDoNotWaitForEver) {
+    fill();
+    pid_t child = -1;
+    at("fsync", 0640, [&] {
+        if ((child = fork()) == 0) pause();
+    });
+    EXPECT_EQ(set({{14, "1"}}), -1);
+    int pauses = 0;
+    at("nanosleep", 0, [&] { ++pauses; });
     EXPECT_EQ(set({{14, "2"}}), 0);
     EXPECT_EQ(pauses, 0);
-    ASSERT_GT(worker, 0);
-    kill(worker, SIGKILL);
-}
-
-TEST(Writers, DoNotWaitForEver) {
+    ASSERT_GT(child, 0);
+    kill(child, SIGKILL);
     fill();
     ASSERT_GE(lock_against_writers(F_OFD_SETLK), 0);
-    pauses = 0;
     testing::internal::CaptureStderr();
     EXPECT_EQ(set({{1, "iqn.b"}, {14, "1"}}), -1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "ERROR: unable to write " + conf + ".\n");

@@ -29,34 +29,23 @@ enum class File { descriptor, path, second_path };
 using enum File;
 
 constexpr struct Trapped {
-    int number;
     Kind kind;
     File file;
+    std::initializer_list<int> numbers;
 } trapped[] = {
-    {SYS_open, Kind::open, path},
-    {SYS_openat, Kind::open, second_path},
-    {SYS_read, Kind::read, descriptor},
-    {SYS_pread64, Kind::read, descriptor},
-    {SYS_getdents64, Kind::list, descriptor},
-    {SYS_write, Kind::write, descriptor},
-    {SYS_pwrite64, Kind::write, descriptor},
-    {SYS_writev, Kind::write, descriptor},
-    {SYS_stat, Kind::look, path},
-    {SYS_lstat, Kind::look, path},
-    {SYS_fstat, Kind::look, descriptor},
-    {SYS_newfstatat, Kind::look, second_path},
-    {SYS_access, Kind::look, path},
-    {SYS_faccessat2, Kind::look, second_path},
-    {SYS_readlink, Kind::look, path},
-    {SYS_readlinkat, Kind::look, second_path},
-    {SYS_unlink, Kind::entry, path},
-    {SYS_unlinkat, Kind::entry, second_path},
-    {SYS_rmdir, Kind::entry, path},
-    {SYS_ftruncate, Kind::cut, descriptor},
-    {SYS_fsync, Kind::flush, descriptor},
-    {SYS_fdatasync, Kind::flush, descriptor},
-    {SYS_flock, Kind::lock, descriptor},
-    {SYS_fcntl, Kind::lock, descriptor},
+    {Kind::open, path, {SYS_open}},
+    {Kind::open, second_path, {SYS_openat}},
+    {Kind::read, descriptor, {SYS_read, SYS_pread64}},
+    {Kind::list, descriptor, {SYS_getdents64}},
+    {Kind::write, descriptor, {SYS_write, SYS_pwrite64, SYS_writev}},
+    {Kind::look, path, {SYS_stat, SYS_lstat, SYS_access, SYS_readlink}},
+    {Kind::look, second_path, {SYS_newfstatat, SYS_faccessat2, SYS_readlinkat}},
+    {Kind::look, descriptor, {SYS_fstat}},
+    {Kind::entry, path, {SYS_unlink, SYS_rmdir}},
+    {Kind::entry, second_path, {SYS_unlinkat}},
+    {Kind::cut, descriptor, {SYS_ftruncate}},
+    {Kind::flush, descriptor, {SYS_fsync, SYS_fdatasync}},
+    {Kind::lock, descriptor, {SYS_flock, SYS_fcntl}},
 };
 
 /// Calls that are let through: they do not fail in a way that matters here, or cannot be made by a signal's
@@ -66,8 +55,7 @@ constexpr int harmless[] = {
     SYS_brk,    SYS_futex,  SYS_rt_sigaction, SYS_rt_sigprocmask,  SYS_rt_sigreturn, SYS_sigaltstack,
     SYS_clone,  SYS_clone3, SYS_vfork,        SYS_execve,          SYS_exit,         SYS_exit_group,
     SYS_wait4,  SYS_uname,  SYS_getpid,       SYS_gettid,          SYS_geteuid,      SYS_getrandom,
-    SYS_tgkill, SYS_rseq,   SYS_prctl,        SYS_set_robust_list, SYS_prlimit64,    SYS_clock_nanosleep,
-};
+    SYS_tgkill, SYS_rseq,   SYS_prctl,        SYS_set_robust_list, SYS_prlimit64,    SYS_clock_nanosleep};
 
 struct Trap {
     int number;
@@ -85,8 +73,9 @@ long let_through(const Trap& trap) {
 }
 
 const Trapped* entry_of(const Trap& trap) {
-    return std::find_if(std::begin(trapped), std::end(trapped),
-                        [&](const Trapped& entry) { return entry.number == trap.number; });
+    return std::find_if(std::begin(trapped), std::end(trapped), [&](const Trapped& entry) {
+        return std::count(entry.numbers.begin(), entry.numbers.end(), trap.number) != 0;
+    });
 }
 
 /// Only as it locks or copies does this call fail in a way that matters.
@@ -139,12 +128,11 @@ long list_little(Trap trap) {
 
 long supervise(Trap trap) {
     if (is_harmless(trap)) return let_through(trap);
-    const Trapped* known = entry_of(trap);
-    if (known == std::end(trapped)) {
+    const Trapped& entry = *entry_of(trap);
+    if (&entry == std::end(trapped)) {
         counts.unknown = trap.number;
         return let_through(trap);
     }
-    const Trapped& entry = *known;
     const int n = counts.system_calls++;
     if (n >= static_cast<int>(std::size(seen))) return -EIO;
     note_path(trap, entry, seen[n]);
