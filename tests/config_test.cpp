@@ -8,12 +8,14 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <thread>
 #include <tuple>
 
+#include "kvlinopinitr/iscsi_properties.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/host.h"
-#include "tests/support/settings.h"
 
 // What befalls a call, by its name and the permissions of its file; false: it fails.
 static std::function<bool(std::string_view call, mode_t mode)> fate;
@@ -46,15 +48,45 @@ int nanosleep(const timespec* time, timespec* rest) {
 
 namespace {
 
-using namespace settings;
 using host::obey_permissions, host::write_file;
 
-const std::string temporary = "/tmp/tmpiscsidconf.txt";
+const std::string conf = "/etc/iscsi/iscsid.conf", name_file = "/etc/iscsi/initiatorname.iscsi",
+                  temporary = "/tmp/tmpiscsidconf.txt";
 const std::string write_temporary = "write " + temporary, write_conf = "write " + conf;
 const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n236(236, 'n'), n237(237, 'n'),
     n5000(5000, 'n');
 const std::string page = "ERL=0\n" + std::string(4089, '#');
 const std::string receive = "MaxRecvDataSegmentLength", discovery = "discovery.sendtargets.iscsi." + receive;
+
+using Property = std::pair<unsigned int, std::string>;
+
+std::string full_key(std::size_t id) {
+    return iscsi_property::key_prefix(iSCSI_PropertyTable[id].key_class) +
+           std::string{iSCSI_PropertyTable[id].name};
+}
+
+int set(const std::vector<Property>& request) {
+    std::vector<_iSCSI_Property> list;
+    for (const auto& [id, value] : request) value.copy(list.emplace_back(_iSCSI_Property{id, {}}).value, 256);
+    list.push_back({iscsi_property::end_of_list, {}});
+    return _SetProperty(1, list.data());
+}
+
+/// Result and count of the node list, then the settings as " ID=VALUE".
+std::string read(int mode = 2) {
+    void* list = nullptr;
+    unsigned int count = 0;
+    const int result = _GetInitiatorNodeList(&list, &count, mode);
+    std::string text = std::to_string(result) + " " + std::to_string(count);
+    if (list == nullptr) return text;
+    const _InitiatorNode& node = *static_cast<_InitiatorNode*>(list);
+    if (mode == 1) text += std::string{" "} + node.node_name;
+    for (const _iSCSI_Property* entry = node.properties; mode != 1 && entry->id != 78; ++entry) {
+        text += " " + std::to_string(entry->id) + "=" + entry->value;
+    }
+    std::free(list);
+    return text;
+}
 
 /// Something happens at one kind of call, which fails then.
 void at(
@@ -138,6 +170,12 @@ TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
     const std::pair<int, std::string> modes[] = {
         {1, "0 1 iqn.a"}, {2, "0 2 1=iqn.a 14=1"}, {3, "0 2 1=iqn.a 14=1"}};
     for (const auto& [mode, expected] : modes) EXPECT_EQ(read(mode), expected);
+    void* list;
+    unsigned int count;
+    host::stop_stack();
+    EXPECT_EQ(_GetInitiatorNodeList(&list, &count, 2), 0);
+    EXPECT_EQ(static_cast<_InitiatorNode*>(list)->stack_running, 0);
+    std::free(list);
     EXPECT_EQ(_AddInitiatorNode(), -1);
     EXPECT_EQ(_RemoveInitiatorNode("iqn.b"), -1);
     EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), 0);
@@ -253,7 +291,7 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     const int before = open(conf.c_str(), O_RDONLY | O_CLOEXEC);
     EXPECT_EQ(set({{1, "iqn.b"}, {14, "2"}}), 0);
     char text[20] = "";
-    EXPECT_EQ(read(before, text, sizeof text), 9) << "it is the same file";
+    EXPECT_EQ(::read(before, text, sizeof text), 9) << "it is the same file";
     EXPECT_EQ(host::read_file("/etc/real.conf"), "ERL = 2\n\n");
     EXPECT_EQ(flushed, (std::vector<mode_t>{0666, 0640})) << "only what stays, for good";
     EXPECT_EQ(host::read_file("/etc/victim"), "victim");

@@ -44,6 +44,8 @@ __attribute__((constructor)) void bind_at_once(int, char** arguments) {
     execv("/proc/self/exe", arguments);
 }
 
+const std::string conf = "/etc/iscsi/iscsid.conf", name_file = "/etc/iscsi/initiatorname.iscsi";
+
 /// The fault that is being tried, for whoever looks at a crash.
 char trying[400];
 
@@ -63,10 +65,9 @@ unsigned char* small_stack() {
 
 /// All that can be seen of a call.
 struct Seen {
-    unsigned int status, count, bytes;
+    unsigned int status = 0, count = 0, bytes = 0;
     std::string buffer, err_msg, log, settings, name_file;
     std::vector<std::string> commands;
-    bool left_temporary_file;
     faults::Report report;
 };
 
@@ -79,18 +80,13 @@ bool logs(const std::string& name, unsigned int status) {
     return name.starts_with("QueryDisks") ? status == 166 : status == 191 || status == 198;
 }
 
-/// Which script stops the daemon is no matter.
-std::string as_destruction(const std::string& command) {
-    for (const char* part : {" -o delete", " -u", "killall", "rmmod"}) {
-        if (command.find(part) != command.npos) return command;
-    }
-    return command.ends_with(" stop") ? "stop" : "";
-}
-
 std::multiset<std::string> destruction(const std::vector<std::string>& commands) {
     std::multiset<std::string> destructive;
-    for (const std::string& command : commands) destructive.insert(as_destruction(command));
-    destructive.erase("");
+    for (const std::string& command : commands) {
+        if (command.ends_with(" stop")) destructive.insert("stop");  // by which script is no matter
+        for (const char* part : {" -o delete", " -u", "killall", "rmmod"})
+            if (command.find(part) != command.npos) destructive.insert(command);
+    }
     return destructive;
 }
 
@@ -130,25 +126,17 @@ protected:
         for (const int signal : {SIGSEGV, SIGBUS, SIGABRT}) sigaction(signal, &tell, nullptr);
         faults::trap_system_calls();
         GetParam().situation();
-        old_settings = host::read_file("/etc/iscsi/iscsid.conf");
-        old_name = host::read_file("/etc/iscsi/initiatorname.iscsi");
+        old.settings = host::read_file(conf);
+        old.name_file = host::read_file(name_file);
         run({});
-        std::strcpy(trying, "healthy\n");
         healthy = run({});
-        EXPECT_EQ(healthy.status, GetParam().healthy.status);
-        EXPECT_EQ(healthy.report.faults, "");
-        EXPECT_TRUE(healthy.buffer == expected_buffer(GetParam().healthy, healthy.buffer));
-        EXPECT_GT(healthy.report.system_calls.size() + static_cast<std::size_t>(healthy.report.allocations),
-                  0U);
-    }
-    void tell(const char* what, int number) {
-        std::cout << GetParam().name << ": " << number << " " << what << " failed " << injected
-                  << " times on " << tried << " days\n";
-        EXPECT_TRUE(number == 0 || injected >= 2 * number);
-        injected = tried = 0;
+        EXPECT_EQ(healthy.status, expected.status);
+        EXPECT_TRUE(healthy.buffer == expected_buffer(expected, healthy.buffer));
+        EXPECT_FALSE(healthy.report.system_calls.empty() && healthy.report.allocations == 0);
+        judge("healthy\n");
     }
 
-    Seen run(const Plan& plan) {
+    Seen run(const Plan& next, const faults::SystemCall& call = {}) {
         GetParam().situation();
         host::remove("/tmp/opiscsierr");
         shell::forget();
@@ -156,124 +144,122 @@ protected:
         initiator.err_msg[0] = '\0';
         std::memset(buffer, 0xAA, buffer_size);
         std::memset(stack, 0, stack_size);
-        current = plan;
+        plan = next;
+        failing = call;
         call_on_small_stack();
-        Seen seen{status,
-                  count,
-                  bytes,
-                  {reinterpret_cast<char*>(buffer), buffer_size},
-                  initiator.err_msg,
-                  logged,
-                  host::read_file("/etc/iscsi/iscsid.conf"),
-                  host::read_file("/etc/iscsi/initiatorname.iscsi"),
-                  shell::commands(),
-                  host::exists("/tmp/tmpiscsidconf.txt"),
-                  std::move(report)};
+        seen.buffer.assign(reinterpret_cast<char*>(buffer), buffer_size);
+        seen.err_msg = initiator.err_msg;
+        seen.log = logged;
+        seen.settings = host::read_file(conf);
+        seen.name_file = host::read_file(name_file);
+        seen.commands = shell::commands();
         if (memmem(stack, stack_size, faults::secret, std::strlen(faults::secret)) != nullptr)
             seen.report.faults += "secret left on the stack; ";
         return seen;
     }
 
-    void try_out(const Plan& plan, const faults::SystemCall& call = {}) {
+    void run_without_standard_streams() {
+        for (int stream = 0; stream <= 2; ++stream) {
+            fcntl(stream, F_DUPFD_CLOEXEC, 100);
+            close(stream);
+        }
+        run({});
+        for (int stream = 0; stream <= 2; ++stream) dup2(100 + stream, stream);
+        EXPECT_EQ(seen.status, expected.status);
+        judge("no standard streams\n");
+    }
+
+    void try_out(const Plan& next, const faults::SystemCall& call = {}) {
         std::snprintf(trying, sizeof trying,
-                      "system call %d (kind %d, %s), allocation %d, command %d: %s%s\n", plan.system_call,
-                      int(call.kind), call.path, plan.allocation, plan.command,
-                      plan.error != 0 ? std::strerror(plan.error) : "short", plan.lasting ? ", lasting" : "");
-        const Seen seen = run(plan);
+                      "system call %d (kind %d, %s), allocation %d, command %d: %s%s\n", next.system_call,
+                      int(call.kind), call.path, next.allocation, next.command,
+                      next.error != 0 ? std::strerror(next.error) : "short", next.lasting ? ", lasting" : "");
+        run(next, call);
         EXPECT_GT(seen.report.injected, 0) << trying;
         injected += seen.report.injected;
         ++tried;
-        judge(seen, plan, call);
+        judge(trying);
     }
 
-    void judge(const Seen& seen, const Plan& plan, const faults::SystemCall& call) {
-        const std::string name = GetParam().name;
-        const Outcome& expected = GetParam().healthy;
-        SCOPED_TRACE(trying);
+    void tell(const char* what, int number) {
+        std::cout << name << ": " << number << " " << what << " failed " << injected << " times on " << tried
+                  << " days\n";
+        EXPECT_TRUE(number == 0 || injected >= 2 * number);
+        injected = tried = 0;
+    }
+
+    void judge(const char* what) {
+        SCOPED_TRACE(what);
         EXPECT_EQ(seen.report.faults, "");
-
-        // Starting and stopping answer what their script's shell says.
-        const bool raw =
-            plan.command >= 0 && (name.starts_with("StartInitiator") || name.starts_with("StopInitiator"));
-        const bool as_healthy = seen.status == expected.status;
         // What is gone is no session any more, and no portal of a target in use.
-        const bool in_use = name == "RemoveTarget_InUse" && std::strstr(call.path, "send_targets") != nullptr;
-        const bool gone =
-            plan.error == ENOENT && (plan.lasting || in_use || std::strncmp(call.path, "/sys/", 5) == 0);
-        const bool documented =
-            std::count(GetParam().sick.begin(), GetParam().sick.end(), seen.status) != 0 ||
-            (gone && seen.status == 0);
-        EXPECT_TRUE(as_healthy || documented ||
-                    (raw && seen.status == static_cast<unsigned int>(plan.result)))
-            << seen.status;
+        const bool in_use =
+            name == "RemoveTarget_InUse" && std::strstr(failing.path, "send_targets") != nullptr;
+        const bool gone = plan.error == ENOENT &&
+                          (plan.lasting || in_use || std::string_view{failing.path}.starts_with("/sys/"));
+        EXPECT_TRUE(is_documented() || (gone && seen.status == 0)) << seen.status;
+        expect_log();
+        const auto destroyed = destruction(seen.commands), usually = destruction(expected.commands);
+        EXPECT_TRUE(gone || std::includes(usually.begin(), usually.end(), destroyed.begin(), destroyed.end()))
+            << testing::PrintToString(seen.commands);
+        if (seen.status == 0 && expected.status == 0) expect_true_success();
 
-        EXPECT_EQ(seen.log, seen.status == 416
-                                ? "[open iscsi initiator start failed: driver modules not loaded]"
-                            : logs(name, seen.status)
-                                ? "[" + std::string{initiator.GetErrStr(static_cast<int>(seen.status))} + "]"
-                                : "");
-        EXPECT_EQ("[" + seen.err_msg + "]", seen.log.empty() || seen.status == 416 ? "[]" : seen.log);
-
-        if (!gone) {
-            const auto destroyed = destruction(seen.commands), usually = destruction(expected.commands);
-            EXPECT_TRUE(std::includes(usually.begin(), usually.end(), destroyed.begin(), destroyed.end()))
-                << testing::PrintToString(seen.commands);
-        }
-        if (as_healthy && expected.status == 0) expect_true_success(seen, plan, call);
         const std::string guard = seen.buffer.substr(seen.bytes == untouched ? 0 : seen.bytes);
         EXPECT_EQ(guard.find_first_not_of(filling), guard.npos);
-
-        EXPECT_TRUE(seen.settings == old_settings || seen.settings == healthy.settings) << seen.settings;
-        EXPECT_TRUE(seen.name_file == old_name || seen.name_file == healthy.name_file) << seen.name_file;
-        EXPECT_TRUE(!seen.left_temporary_file || call.kind == Kind::entry);
-        if (is_transparent(plan, call)) {
+        EXPECT_TRUE(seen.settings == old.settings || seen.settings == healthy.settings) << seen.settings;
+        EXPECT_TRUE(seen.name_file == old.name_file || seen.name_file == healthy.name_file) << seen.name_file;
+        EXPECT_TRUE(failing.kind == Kind::entry || !host::exists("/tmp/tmpiscsidconf.txt"));
+        if (is_transparent()) {
             EXPECT_EQ(seen.status, expected.status);
             EXPECT_TRUE(seen.buffer == expected_buffer(expected, seen.buffer));
         }
     }
 
-    Seen run_without_standard_streams() {
-        for (int stream = 0; stream <= 2; ++stream) {
-            fcntl(stream, F_DUPFD_CLOEXEC, 100);
-            close(stream);
-        }
-        const Seen seen = run({});
-        for (int stream = 0; stream <= 2; ++stream) dup2(100 + stream, stream);
-        std::strcpy(trying, "no standard streams\n");
-        EXPECT_EQ(seen.status, healthy.status);
-        return seen;
+    bool is_documented() const {
+        // Starting and stopping answer what their script's shell says.
+        const bool raw = name.starts_with("StartInitiator") || name.starts_with("StopInitiator");
+        if (raw && plan.command >= 0 && seen.status == static_cast<unsigned int>(plan.result)) return true;
+        const auto& sick = GetParam().sick;
+        return seen.status == expected.status || std::count(sick.begin(), sick.end(), seen.status) != 0;
     }
 
-    /// What is interrupted or cut short is gone on with, and probes need no memory.
-    static bool is_transparent(const Plan& plan, const faults::SystemCall& call) {
+    void expect_log() {
+        const std::string message = initiator.GetErrStr(static_cast<int>(seen.status));
+        const bool is_logged = logs(name, seen.status);
+        EXPECT_EQ(seen.err_msg, is_logged ? message : "");
+        const bool no_module = seen.status == 416;
+        EXPECT_EQ(seen.log, no_module   ? "[open iscsi initiator start failed: driver modules not loaded]"
+                            : is_logged ? "[" + message + "]"
+                                        : "");
+    }
+
+    /// What is interrupted or cut short is gone on with.
+    bool is_transparent() const {
         if (plan.system_call < 0) return false;
-        const bool transfer = call.kind == Kind::read || call.kind == Kind::write;
-        return plan.error == 0 || (plan.error == EINTR && (transfer || call.kind == Kind::open));
+        const bool transfer = failing.kind == Kind::read || failing.kind == Kind::write;
+        return plan.error == 0 || (plan.error == EINTR && (transfer || failing.kind == Kind::open));
     }
 
-    void expect_true_success(const Seen& seen, const Plan& plan, const faults::SystemCall& call) {
-        const std::string name = GetParam().name;
-        const Outcome& expected = GetParam().healthy;
-        const auto is_stale = [](const std::string& command) {
-            return command.find("10.0.0.9") != command.npos;
-        };
+    void expect_true_success() {
         std::vector<std::string> done = seen.commands, usual = expected.commands;
-        std::erase_if(done, is_stale);
-        std::erase_if(usual, is_stale);
-        if (name != "StopInitiator_Suse") {
-            EXPECT_EQ(done.size(), usual.size()) << testing::PrintToString(done);
-        }
+        for (auto* commands : {&done, &usual})
+            std::erase_if(*commands,
+                          [](const std::string& text) { return text.find("10.0.0.9") != text.npos; });
+        EXPECT_TRUE(done.size() == usual.size() || name == "StopInitiator_Suse")
+            << testing::PrintToString(done);
         EXPECT_EQ(seen.settings, healthy.settings);
         EXPECT_EQ(seen.name_file, healthy.name_file);
-        const bool gone = plan.error == ENOENT && call.kind != Kind::read;
+        const bool gone = plan.error == ENOENT && failing.kind != Kind::read;
         if (gone || may_differ(name, seen, plan)) return;
         EXPECT_EQ(seen.bytes, expected.bytes);
         EXPECT_EQ(seen.count, expected.count);
     }
 
     OpenInitiator initiator;
-    Seen healthy;
-    std::string old_settings, old_name;
+    const std::string name = GetParam().name;
+    const Outcome& expected = GetParam().healthy;
+    Plan plan;
+    faults::SystemCall failing;
+    Seen old, healthy, seen;
     int injected = 0, tried = 0;
 
 private:
@@ -291,27 +277,25 @@ private:
         pthread_attr_destroy(&attributes);
     }
 
+    /// In a cancelled thread, for a cancellation has to wait.
     void call_here() {
         const stack_t own{signal_stack, 0, sizeof signal_stack};
         sigaltstack(&own, nullptr);
         Call call{initiator, buffer};
-        status = died;
-        const int before = current.lasting ? PTHREAD_CANCEL_DISABLE : PTHREAD_CANCEL_ENABLE;
+        seen.status = died;
+        const int before = plan.lasting ? PTHREAD_CANCEL_DISABLE : PTHREAD_CANCEL_ENABLE;
         int after = -1;
         pthread_setcancelstate(before, nullptr);
-        pthread_cancel(pthread_self());  // which waits for the end of an operation
-        faults::begin(current);
-        status = GetParam().call(call);
-        report = faults::end();
+        pthread_cancel(pthread_self());
+        faults::begin(plan);
+        seen.status = GetParam().call(call);
+        seen.report = faults::end();
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &after);
         EXPECT_EQ(after, before);
-        count = call.count;
-        bytes = call.bytes;
+        seen.count = call.count;
+        seen.bytes = call.bytes;
     }
 
-    Plan current;
-    unsigned int status = 0, count = 0, bytes = 0;
-    faults::Report report;
     static inline unsigned char* stack = small_stack();
     static inline unsigned char buffer[buffer_size];
     static inline unsigned char signal_stack[64 * 1024];
@@ -346,7 +330,7 @@ TEST_P(Sweep, OutlivesEveryFault) {
         for (const auto& [result, error] : ends) try_out({.error = error, .command = n, .result = result});
     }
     tell("commands", healthy.report.commands);
-    judge(run_without_standard_streams(), {}, {});
+    run_without_standard_streams();
 }
 
 TEST(Probes, TakeNoMemory) {

@@ -132,6 +132,10 @@ TEST(TargetList, ProbesEntriesOfAllKindsWhereTheLastUsableOneStands) {
     host::add_session({.number = 0, .target = "a", .scsi_host = 1, .address = "10.1.1.5", .port = "3260"});
     host::add_session({.number = 2, .target = "b", .scsi_host = 2, .address = "10.1.1.6", .port = "3260"});
     host::add_session({.number = 3, .target = "c", .scsi_host = 3, .address = "10.1.1.6", .port = "3261"});
+    for (const int no_connection : {4, 5})
+        host::add_session({no_connection, "b", no_connection, "10.1.1.6", "3261"});
+    host::remove("/sys/class/iscsi_host/host4/ipaddress");
+    host::remove("/sys/class/iscsi_connection/connection5:0/port");
     EXPECT_EQ(listed(), "1 a; 1 b persistent; 1 c logged-in; 1 a logged-in persistent; ");
 }
 
@@ -155,6 +159,7 @@ TEST(TargetList, TakesPersistenceFromTheFirstDecidingPieceOfTheNodeRecord) {
         }
         EXPECT_EQ(listed(), persistent ? "1 a persistent; " : "1 a; ") << in_var;
     }
+    host::write_file("/etc/iscsi/" + record, automatic);
     chmod(("/var/lib/iscsi/" + record).c_str(), 0400);
     host::obey_permissions(true);
     EXPECT_EQ(listed(), "1 a; ") << "a record that cannot be opened for writing too";
@@ -179,8 +184,7 @@ TEST(Discovery, ReportsWhatThePortalOffersNowAndNothingElse) {
             write_files(portal, "st_config");
             host::make_directory(portal + "directory" + here);
             host::make_link(portal + "link" + here, "/tmp/node");
-            host::write_file(command, "#!/bin/bash\nd=" + portal + "; [ ! -e $d ] || exit; " + offered);
-            chmod(command.c_str(), 0755);
+            host::write_program(command, "d=" + portal + "; [ ! -e $d ] || exit; " + offered);
             shell::forget();
             EXPECT_EQ(discovered(targets.empty() ? 179 : 0), targets);
             EXPECT_EQ(shell::commands().at(0), "iscsiadm -m discovery -t st -p 10.1.1.5:3260");

@@ -102,7 +102,7 @@ unsigned int set(Call& c, std::initializer_list<std::pair<unsigned int, const ch
     next->id = 78;
     return c.o.SetProperty(c.index, settings);
 }
-const std::string n224(224, 'n');
+const std::string session_class = "/sys/class/iscsi_session", n224(224, 'n');
 constexpr auto set_some = [](Call& c) { return set(c, {{1, "iqn.new"}, {7, "No"}, {24, faults::secret}}); };
 constexpr auto set_unknown = [](Call& c) { return set(c, {{4, "None"}}); };
 constexpr auto set_twice = [](Call& c) { return set(c, {{7, "No"}, {7, "No"}}); };
@@ -141,9 +141,10 @@ const std::string sessions = "0=" + initiator + "|256=iqn.a|512=\1|528=\1|544=\1
 const std::string disks = "0=4096|64=sdb|96=\3|101=VEND|133=MODEL|197=" + initiator + "|453=iqn.a|" +
                           "709=8192|773=sdc|805=\3|808=\1|810=VEND|842=MODEL|906=" + initiator +
                           "|1162=iqn.a";
-// The second portal's address fills its field, so it has no end; of its numbers the low 8 bits count.
+// The second portal's address fills its field, so it has no end; of its numbers the low 8 bits count. The
+// third one's has no form of 4 bytes.
 const std::string portals =
-    "0=\x0a\0\0\3.0.3|16=\1\xbc\x0c|29=\xd2\x39"s + "34567890.12345|45=\2|46=\x70\x11\1";
+    "0=\x0a\0\0\3.0.3|16=\1\xbc\x0c|29=\xd2\x39"s + "34567890.12345|45=\2|46=\x70\x11\1|74=\1|75=\xbc\x0c"s;
 const std::string target_end = "17=\x0a\0\0\1|35=\xbc\x0c"s, connection = "1=\x0a\0\0\x64|"s + target_end;
 
 constexpr const char* no_node = "There is no initiator node / InitiatorName present in the conf file.";
@@ -183,6 +184,42 @@ const Codes of_portals = {1, 2, 182, 183, 191}, of_connection = {1, 182, 183, 19
 const Codes probes = {99, 182, 183}, of_session = {99, 166, 182, 183}, removal = {99, 179, 182, 183};
 
 void usual() {}
+void without_sessions() {
+    host::remove(session_class);
+    host::start_stack();
+}
+void unreadable_sessions() {
+    host::remove(session_class);
+    host::write_file(session_class, "");
+}
+/// A target without a session whose first portal is that of a target in use.
+constexpr auto another_at_the_portal = [] {
+    host::write_file(send_targets + "10.0.0.5,3260/iqn.x,10.0.0.1,3260,1,default", "");
+};
+void daemon_dies() {
+    host::remove("/proc/4000000");
+    shell::answer({{0, 0, ""}}, [](std::string_view command) {
+        if (command.ends_with(" start")) host::start_stack();
+    });
+}
+void on_suse() {
+    host::write_file("/etc/issue", "SUSE\n");
+    host::remove("/sbin/iscsid");
+}
+void offer() {
+    host::remove(send_targets + "10.0.0.7,3260");
+    add_targets("10.0.0.7", "z");
+    shell::answer({{0, 0, ""}}, [](std::string_view command) {
+        if (command.find(" -m discovery ") != command.npos) add_targets("10.0.0.7", "ef");
+    });
+}
+constexpr auto nothing_recorded = [] { host::remove(send_targets); };
+/// Commands are answered instead of run: the first `good` ones succeed.
+void fail_commands(std::size_t good, const std::string& captured = {}) {
+    std::vector<shell::Answer> answers(good, {0, 0, ""});
+    answers.push_back({256, 0, captured});
+    shell::answer(std::move(answers));
+}
 constexpr auto no_name = [] { write_name_file("# none\n"); };
 constexpr auto no_name_file = [] { host::remove("/etc/iscsi/initiatorname.iscsi"); };
 constexpr auto long_name = [] { write_name_file("InitiatorName=" + n224); };
@@ -273,11 +310,11 @@ const std::vector<Operation> table = {
     {"RemovePersistentTarget", make_manual, {0, manual}, usual, {1, 99, 182, 183}, index_running},
     {"RemovePersistentTarget_Fails", make_manual, {1, manual}, fail_all},
 
-    {"GetList_Groups", list<40, known>, lists(58, portals, stale), usual, of_portals, index_running},
+    {"GetList_Groups", list<40, known>, lists(87, portals, stale), usual, of_portals, index_running},
     {"GetList_GroupsOfUnknown", list<40, unknown>, lacks(1, stale)},
     {"GetList_GroupsOfNull", list_null<40>, lacks(1)},
     {"GetList_GroupsUnrecorded", list<40, known>, lacks(1), nothing_recorded},
-    {"GetList_Portals", list<41, known_target>, lists(58, portals, stale), usual, {2, 179, 191}, index_only},
+    {"GetList_Portals", list<41, known_target>, lists(87, portals, stale), usual, {2, 179, 191}, index_only},
     {"GetList_PortalsOfUnknown", list<41, unknown_target>, lacks(0, stale)},
     {"GetList_PortalsOfNull", list_null<41>, lacks(0, stale)},
     {"GetList_PortalsUnrecorded", list<41, known_target>, lacks(179), nothing_recorded},

@@ -62,17 +62,9 @@ void populate_host();
 
 // What the situations of the table are made of.
 inline const std::string initiator = "iqn.2024-01.example.host:initiator";
-void without_sessions();
-void unreadable_sessions();
-/// A target without a session whose first portal is that of a target in use.
-void another_at_the_portal();
-void daemon_dies();
-void on_suse();
+inline const std::string send_targets = "/var/lib/iscsi/send_targets/";
+void add_targets(const std::string& portal, const std::string& letters);
 void new_settings();
-void offer();
-void nothing_recorded();
 void write_name_file(const std::string& text);
-/// Commands are answered instead of run: the first `good` ones succeed.
-void fail_commands(std::size_t good, const std::string& captured = {});
 
 }  // namespace operations

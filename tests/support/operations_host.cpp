@@ -7,43 +7,12 @@
 #include "tests/support/operations.h"
 
 namespace operations {
-namespace {
-
-const std::string send_targets = "/var/lib/iscsi/send_targets/", sessions = "/sys/class/iscsi_session";
 
 void add_targets(const std::string& portal, const std::string& letters) {
     const std::string directory = send_targets + portal + ",3260/";
     host::write_file(directory + "st_config", "");
     for (const char letter : letters)
         host::write_file(directory + "iqn." + letter + "," + portal + ",3260,1,default", "");
-}
-
-}  // namespace
-
-void without_sessions() {
-    host::remove(sessions);
-    host::start_stack();
-}
-
-void unreadable_sessions() {
-    host::remove(sessions);
-    host::write_file(sessions, "");
-}
-
-void another_at_the_portal() {
-    host::write_file(send_targets + "10.0.0.5,3260/iqn.x,10.0.0.1,3260,1,default", "");
-}
-
-void daemon_dies() {
-    host::remove("/proc/4000000");
-    shell::answer({{0, 0, ""}}, [](std::string_view command) {
-        if (command.ends_with(" start")) host::start_stack();
-    });
-}
-
-void on_suse() {
-    host::write_file("/etc/issue", "SUSE\n");
-    host::remove("/sbin/iscsid");
 }
 
 void write_name_file(const std::string& text) {
@@ -56,24 +25,6 @@ void new_settings() {
                          faults::secret + "\nnode.session.iscsi.InitialR2T = Yes\n");
     write_name_file("InitiatorName=" + initiator + "\n");
     host::remove("/tmp/tmpiscsidconf.txt");
-}
-
-void offer() {
-    host::remove(send_targets + "10.0.0.7,3260");
-    add_targets("10.0.0.7", "z");
-    shell::answer({{0, 0, ""}}, [](std::string_view command) {
-        if (command.find(" -m discovery ") != command.npos) add_targets("10.0.0.7", "ef");
-    });
-}
-
-void nothing_recorded() {
-    host::remove(send_targets);
-}
-
-void fail_commands(std::size_t good, const std::string& captured) {
-    std::vector<shell::Answer> answers(good, {0, 0, ""});
-    answers.push_back({256, 0, captured});
-    shell::answer(std::move(answers));
 }
 
 void populate_host() {
@@ -93,7 +44,8 @@ void populate_host() {
     add_targets("10.0.0.1", "ab");
     add_targets("10.0.0.2", "c");
     add_targets("10.0.0.3", "d");
-    host::write_file(send_targets + "10.0.0.3,3260/iqn.d,1234567890.123456789,70000,258,default", "");
+    for (const char* portal : {"1234567890.123456789,70000,258", "fd00::1,3260,1"})
+        host::write_file(send_targets + "10.0.0.3,3260/iqn.d," + portal + ",default", "");
     add_targets("10.0.0.9", "");
     host::write_file("/var/lib/iscsi/nodes/iqn.b/10.0.0.1,3260,1/default", "node.startup = automatic\n");
     shell::answer({{0, 0, ""}});
