@@ -48,8 +48,8 @@ start|done changed
 TABLE
 gives 0 '*"changed": false*' '' start --json
 gives 0 '*' '' targets --json
-is "values keep their kind" "$(tr -d ' \n"' </tmp/out)" "*$array:disks,logged_in:true,persistent:false,\
-sessions:[[]$session],portals:[[]{portal:10.0.0.1:3260,group_tag:1}*"
+is "values keep their kind" "$(tr -d ' \n' </tmp/out)" "*:disks"'","logged_in":true,"persistent":false,"sessions":[[]'\
+$session'],"portals":[[]{"portal":"10.0.0.1:3260","group_tag":1}*'
 gives 3 '' '{"error":"*","exit_status":3,"status":166,"said":*}' logout 99 --json
 
 # --- the tree, down to what is mounted on a logical volume
