@@ -1,113 +1,98 @@
 #!/bin/bash
 # The simulated host keeps its promises: nothing gets out, nothing of the machine's own stack gets in, and what a
-# command needs is there. Prints one line per check; fails if one does.
+# command needs is there. Prints what fails.
 set -u
 export LC_ALL=C
-enter=$(cd "$(dirname "$0")/.." && pwd)/simhost/enter
+enter=$(cd "$(dirname "$0")/.." && pwd)/simhost/enter failed=0
 work=$(mktemp -d /tmp/simhost-test.XXXXXX) || exit 1
 trap 'rm -rf "$work"' EXIT
-failed=0
+export enter work
 
 same() { # NAME GOT WANT
-    [ "$2" = "$3" ] && echo "ok      $1" && return
-    echo "FAILED  $1: got '$2', wanted '$3'"
+    [ "$2" = "$3" ] && return
+    printf 'FAILED %s: got\n%s\n  wanted\n%s\n' "$@"
     failed=1
 }
-inside() { "$enter" bash -c "$1" 2>&1; }
-exit_of() { "$@" >/dev/null 2>&1; echo $?; }
+# table OPTION...: rows of OUTPUT|COMMAND, all run in one host; lines of output with blanks between them.
+table() { "$enter" "$@" bash -c "$functions; rows" || failed=1; }
+rows() {
+    local failed=0
+    while IFS='|' read -r want line; do
+        same "$line" "$(eval "$line" 2>&1 </dev/null | xargs -d '\n')" "$want"
+    done
+    return $failed
+}
+daemons() { grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l; }
+discover() { iscsiadm -m discovery -t st -p 10.0.0.1 2>&1 | head -n1; }
+functions=$(declare -f same rows daemons discover)
 
 # --- nothing gets out
 # Only what the command below writes is looked for: other programs may change the machine meanwhile.
-places=({/etc,/etc/iscsi,/etc/init.d,/lib/modules,/var/lib,/var/lib/iscsi,/sys/class,/sbin,/bin,/dev/shm,/tmp}/simhost-test-$$)
+places=(/{etc,etc/iscsi,etc/init.d,lib/modules,var/lib,var/lib/iscsi,sys/class,sbin,bin,dev/shm,tmp}/simhost-test-$$)
 files() { cksum </etc/issue; readlink /bin/sh; }
 before=$(files)
-same "a command writes in the host's own places" "$(inside "mkdir /var/lib/iscsi; echo $$ >>/etc/issue; ln -sf simhost-$$ /bin/sh
-    touch ${places[*]} && files=(${places[*]}) && echo \${#files[@]}")" ${#places[@]}
+same "a command writes in the host's own places" "$("$enter" bash -c "mkdir /var/lib/iscsi; echo $$ >>/etc/issue
+    ln -sf simhost-$$ /bin/sh; touch ${places[*]} && files=(${places[*]}) && echo \${#files[@]}")" ${#places[@]}
 same "none of that is on the machine" "$(ls "${places[@]}" 2>/dev/null; files)" "$before"
-for place in /usr /home "$(dirname "$enter")" /run/simhost/host-etc; do
-    same "$place is read-only" "$(inside "touch '$place/x' && echo written" | grep -c 'Read-only')" 1
-done
-inside "sleep $$.4321 & disown" >/dev/null
+"$enter" bash -c "sleep $$.4321 & disown"
 same "no process stays behind" "$(grep -lsxz "$$[.]4321" /proc/[0-9]*/cmdline)" ""
-
-# --- nothing gets in
-same "/sys holds the host's own only" "$(inside 'cd /sys && echo *')" "bus class devices"
-same "/sys/class is the stack's" "$(inside 'cd /sys/class && ls | grep -vc ^iscsi_')" 0
-same "stopped: no class, no module" "$("$enter" --stopped bash -c 'ls /sys/class; cat /proc/modules; cat /run/simhost/calls.log')" ""
-same "/var/lib, /sys/bus and the session class are empty" "$(inside 'ls /var/lib /sys/bus/scsi/devices /sys/class/iscsi_session' | grep -v :)" ""
-same "the machine's /tmp is not seen" "$(inside "ls -d $work" | grep -c 'No such file')" 1
-same "/proc lists the command and two daemons" "$(inside 'cd /proc; grep -lz . [0-9]*/cmdline | wc -l; head -c4 $$/cmdline; echo
-    grep -lsz ^/sbin/iscsid [0-9]*/cmdline | wc -l')" $'3\nbash\n2'
-same "its own task directory is there" "$(inside 'ls /proc/$$/task | wc -l')" 1
-same "no second host inside the first" "$(inside "'$enter' true; echo \$?" | tail -1)" 125
-
-# --- what a command needs
-same "sh is bash, and can be dash" "$(inside 'sh=/bin/sh; $sh -c "echo \${BASH_VERSION:+bash}"; ln -sf dash $sh; $sh -c "echo \${BASH_VERSION:-dash}"')" $'bash\ndash'
-same "names, libraries, compilers, python" "$(inside 'getent passwd root | cut -d: -f1; python3 -c "import ssl; print(1)"
-    echo "int main() {}" | c++ -x c++ - -o /tmp/a && /tmp/a && echo built')" $'root\n1\nbuilt'
-same "module file is an ELF file with its information" "$(inside 'f=/lib/modules/$(uname -r)/kernel/drivers/scsi/iscsi_tcp.ko
-    head -c4 $f | tail -c3; tr "\0" "\n" <$f | grep -a ^version=')" $'ELFversion=2.3.1'
-while IFS='|' read -r name marker scripts module release; do
-    same "kind of host: $name" "$("$enter" --distro "$name" bash -c "grep -cF '$marker' /etc/issue; [ -w /etc/issue ] && ls /etc/init.d
-        ls /lib/modules/*/kernel/drivers/scsi; opinitctl version | grep -oF 2.3.1
-        [ ! -d /run/systemd/system ]; echo \$?; sed -n 's/^ID.*=//p' /etc/os-release" 2>/dev/null | xargs)" \
-        "1 $scripts${scripts:+ }iscsi_tcp.ko$module 2.3.1 $release"
-done <<'HOSTS'
-redhat|Red Hat|iscsid open-iscsi||0
-suse|SUSE|open-iscsi||0
-other|Other|iscsid open-iscsi||0 other
-redhat-today|\S||.xz|1 rhel fedora
-suse-today|\S||.zst|1 sles suse
-HOSTS
-# Each line is run: what it prints, its exit code, and how many daemon processes there are then.
-same "systemd starts and stops the daemon" "$("$enter" --distro redhat-today bash -c 'discovery() { iscsiadm -m discovery -t st -p 10.0.0.1 2>&1 | head -n1; }
-    export -f discovery; startup=$(grep ^iscsid.startup /etc/iscsi/iscsid.conf); export startup; sed -i "/^iscsid.startup/d" /etc/iscsi/iscsid.conf
-    while read -r line; do echo "$(bash -c "$line" 2>&1) [$?] $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l)"; done' <<'LINES'
-systemctl is-active iscsid iscsid.socket
-systemctl stop iscsid
-discovery
-systemctl stop iscsid.socket iscsid.service
-discovery
-systemctl is-active iscsid.socket iscsid
-iscsid; systemctl start iscsid
-systemctl stop iscsid nosuch
-killall iscsid; systemctl start iscsid nosuch
-systemctl stop iscsid; echo "$startup" >>/etc/iscsi/iscsid.conf; discovery
-tail -n3 /run/simhost/calls.log
-ls /run/iscsid.pid; rm /run/iscsid.pid; systemctl restart iscsid; ls /run
-systemctl enable iscsid
-LINES
-)" 'active
-active [0] 1
-Warning: Stopping iscsid.service, but it can still be activated by:
-  iscsid.socket [0] 0
-10.0.0.1:3260,1 iqn.2024-01.example.array:disks [0] 1
- [0] 0
-iscsiadm: can not connect to iSCSI daemon (111)! [0] 0
-inactive
-inactive [3] 0
-Job for iscsid.service failed because the control process exited with error code.
-See "systemctl status iscsid.service" and "journalctl -xeu iscsid.service" for details. [1] 2
-Failed to stop nosuch.service: Unit nosuch.service not loaded. [5] 2
-Failed to start nosuch.service: Unit nosuch.service not found. [5] 1
-10.0.0.1:3260,1 iqn.2024-01.example.array:disks [0] 1
-iscsiadm -m discovery -t st -p 10.0.0.1
-systemctl start iscsid.socket
-iscsid -f [0] 1
-/run/iscsid.pid
-lock
-simhost
-systemd [0] 1
-systemctl: start, stop, restart, status and is-active of units are simulated [1] 1'
-same "the working directory is kept, also below /tmp" "$(cd "$work" && touch here && "$enter" ls)" here
 mkdir "$work/open" "$work/shut"
-same "--writable opens one directory alone" "$(cd "$work" && "$enter" --writable open bash -c 'touch open/x shut/x' 2>/dev/null; ls open shut | tr '\n' ' ')" "open: x  shut: "
+(cd "$work" && "$enter" --writable open touch open/x shut/x 2>/dev/null)
+same "--writable opens one directory alone" "$(ls "$work"/*/*)" "$work/open/x"
+same "the working directory is kept, also below /tmp" "$(cd "$work" && "$enter" ls | xargs)" "open shut"
 same "standard streams pass through" "$(echo text | "$enter" cat | cat)" text
-same "override comes first" "$(inside 'f=/run/simhost/override/iscsiadm; echo "echo mine" >$f; chmod +x $f; /bin/sh -c iscsiadm')" mine
 
-# --- exit status and signals: name, wanted, command
+# --- nothing gets in, and what a command needs is there
+table --stopped <<<'|ls /sys/class; cat /proc/modules /run/simhost/calls.log'
+TMPDIR=$work table <<'TABLE'
+3 bash 2|cd /proc; ls [0-9]*/cmdline | wc -l; tr '\0' '\n' <$$/cmdline | head -n1; daemons
+1|ls /proc/$$/task | wc -l
+bus class devices|ls /sys
+0|ls /sys/class | grep -vc ^iscsi_
+|ls /var/lib; ls /sys/bus/scsi/devices; ls /sys/class/iscsi_session; ls -d $work 2>/dev/null; echo -n ${TMPDIR-}
+4|for place in /usr /home ${enter%/*} /run/simhost/host-etc; do touch $place/x; done 2>&1 | grep -c Read-only
+simhost/enter: this is the simulated host already 125|$enter true; echo $?
+bash dash|sh=/bin/sh; $sh -c 'echo ${BASH_VERSION:+bash}'; ln -sf dash $sh; $sh -c 'echo ${BASH_VERSION:-dash}'
+root 1|getent passwd root | cut -d: -f1; /usr/bin/python3 -c 'import ssl; print(1)'
+built|echo 'int main() {}' | c++ -x c++ - -o /tmp/a && /tmp/a && echo built
+ELFversion=2.3.1|f=$(ls /lib/modules/$(uname -r)/k*/*/*/*); head -c4 $f | tail -c3; tr '\0' '\n' <$f | grep -a ^version
+mine|f=/run/simhost/override/iscsiadm; echo 'echo mine' >$f; chmod +x $f; /bin/sh -c iscsiadm
+TABLE
+while IFS='|' read -r name marker want; do
+    same "kind of host: $name" "$("$enter" --distro "$name" bash -c "grep -cF '$marker' /etc/issue
+        [ -w /etc/issue ] && ls /etc/init.d; ls /lib/modules/*/kernel/drivers/scsi; opinitctl version | grep -oF 2.3.1
+        [ ! -d /run/systemd/system ]; echo \$?; sed -n 's/^ID.*=//p' /etc/os-release" 2>/dev/null | xargs)" "$want"
+done <<'HOSTS'
+redhat|Red Hat|1 iscsid open-iscsi iscsi_tcp.ko 2.3.1 0
+suse|SUSE|1 open-iscsi iscsi_tcp.ko 2.3.1 0
+other|Other|1 iscsid open-iscsi iscsi_tcp.ko 2.3.1 0 other
+redhat-today|\S|1 iscsi_tcp.ko.xz 2.3.1 1 rhel fedora
+suse-today|\S|1 iscsi_tcp.ko.zst 2.3.1 1 sles suse
+HOSTS
+job='Job for iscsid.service failed because the control process exited with error code. See "systemctl status'
+job+=' iscsid.service" and "journalctl -xeu iscsid.service" for details.'
+disks=iqn.2024-01.example.array:disks
+table --distro redhat-today <<TABLE
+active active 0|systemctl is-active iscsid iscsid.socket; echo \$?
+|conf=/etc/iscsi/iscsid.conf; grep ^iscsid.startup \$conf >/tmp/startup; sed -i /^iscsid.startup/d \$conf
+Warning: Stopping iscsid.service, but it can still be activated by:   iscsid.socket 0|systemctl stop iscsid; daemons
+10.0.0.1:3260,1 $disks 1|discover; daemons
+0|systemctl stop iscsid.socket iscsid.service; daemons
+iscsiadm: can not connect to iSCSI daemon (111)! 0|discover; daemons
+inactive inactive 3|systemctl is-active iscsid.socket iscsid; echo \$?
+$job 1 2|iscsid; systemctl start iscsid; echo \$?; daemons
+Failed to stop nosuch.service: Unit nosuch.service not loaded. 5 2|systemctl stop iscsid nosuch; echo \$?; daemons
+Failed to start nosuch.service: Unit nosuch.service not found. 1|killall iscsid; systemctl start iscsid nosuch; daemons
+10.0.0.1:3260,1 $disks|systemctl stop iscsid; cat /tmp/startup >>/etc/iscsi/iscsid.conf; discover
+iscsiadm -m discovery -t st -p 10.0.0.1 systemctl start iscsid.socket iscsid -f|tail -n3 /run/simhost/calls.log
+1 /run/iscsid.pid lock simhost systemd|daemons; ls /run/*.pid; rm /run/*.pid; systemctl restart iscsid; ls /run
+systemctl: start, stop, restart, status and is-active of units are simulated 1|systemctl enable iscsid; daemons
+TABLE
+
+# --- exit status and signals
 while read -r want command; do
-    same "exit status of: $command" "$(eval "exit_of '$enter' $command")" "$want"
+    eval "'$enter' $command" >/dev/null 2>&1
+    same "exit status of: $command" $? "$want"
 done <<'CASES'
 0   true
 42  bash -c 'exit 42'
@@ -124,31 +109,45 @@ read -r _ <&"${COPROC[0]}" && kill -TERM "$COPROC_PID" && wait "$COPROC_PID"
 same "a signal reaches the command" $? 9
 
 # --- state
-keep() { "$enter" --state "$work/state" bash -c "$1" 2>&1; }
-keep 'echo kept >/etc/iscsi/note; echo kept >/var/lib/note; echo line >>/run/simhost/calls.log; mkdir /sys/class/iscsi_session/session1' >/dev/null
-same "files, sessions and log come back" "$(keep 'cat /etc/iscsi/note /var/lib/note /run/simhost/calls.log; ls /sys/class/iscsi_session')" $'kept\nkept\nline\nsession1'
-daemons='grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l'
-same "the daemon comes back" "$(keep "$daemons; killall iscsid")" 2
-same "a stopped daemon does not, the module stays" "$(keep "$daemons; grep -c ^iscsi_tcp /proc/modules; rm /etc/issue")" $'0\n1'
-same "a removed file does not come back" "$(keep 'cat /etc/issue')" "cat: /etc/issue: No such file or directory"
-today() { "$enter" --state "$work/today" "$@" bash -c 'echo $(ls /lib/modules/*/kernel/drivers/scsi; systemctl is-active iscsid.socket iscsid; systemctl stop iscsid.socket)'; }
-same "a host of today comes back" "$(today --distro suse-today; today)" $'iscsi_tcp.ko.zst active active\niscsi_tcp.ko.zst inactive active'
+state() { # NAME WANT COMMAND [OPTION...]
+    same "$1: $3" "$("$enter" --state "$work/$1" "${@:4}" bash -c "$functions; $3" 2>&1 | xargs)" "$2"
+}
+files="/etc/iscsi/note /var/lib/note /run/simhost/calls.log"
+state host "" "tee -a $files <<<kept >/sys/class/kept"
+state host "kept kept kept kept" "cat $files /sys/class/kept"
+state host 2 'daemons; killall iscsid'
+state host "0 1" 'daemons; grep -c ^iscsi_tcp /proc/modules; rm /etc/issue'
+state host "cat: /etc/issue: No such file or directory" 'cat /etc/issue'
+units='ls /lib/modules/*/kernel/drivers/scsi; systemctl is-active iscsid.socket iscsid; systemctl stop iscsid.socket'
+state today "iscsi_tcp.ko.zst active active" "$units" --distro suse-today
+state today "iscsi_tcp.ko.zst inactive active" "$units"
 mkdir -p "$work/made/run/simhost" && echo '{}' >"$work/made/run/simhost/network.json"
-same "what stands in a new state is kept" "$("$enter" --state "$work/made" cat /run/simhost/network.json)" '{}'
-side_by_side() { for i in {1..8}; do "$enter" --state "$work/many$i" bash -c "$1" bash $i >"$work/said$i" 2>&1 & done; wait; cat "$work"/said*; }
-same "eight hosts side by side" "$(side_by_side 'echo "InitiatorName=iqn.host$1" >/etc/iscsi/initiatorname.iscsi; t=iqn.2024-01.example.array:disks
-    iscsiadm -m discovery -t st -p 10.0.0.1 >/dev/null && iscsiadm -m node -l -T $t -p 10.0.0.$((1 + $1 % 2)) >/dev/null; [ $1 != 5 ] || killall iscsid' 2>&1)" ""
-same "each keeps its own" "$(side_by_side 'echo "$(cat /sys/class/iscsi_session/*/initiatorname) $(iscsiadm -m session | cut -d" " -f3) $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l)"')" \
+state made '{}' 'cat /run/simhost/network.json'
+side_by_side() { # COMMAND, which is told the host's number
+    for i in {1..8}; do "$enter" --state "$work/many$i" bash -c "$functions; $1" bash $i >"$work/said$i" 2>&1 & done
+    wait
+    cat "$work"/said*
+}
+same "eight hosts side by side" "$(side_by_side 'echo "InitiatorName=iqn.host$1" >/etc/iscsi/initiatorname.iscsi
+    discover >/tmp/log && iscsiadm -m node -l -T '$disks' -p 10.0.0.$((1 + $1 % 2)) >/tmp/log
+    [ $1 != 5 ] || killall iscsid' 2>&1)" ""
+same "each keeps its own" "$(side_by_side 'cat /sys/class/iscsi_session/*/initiatorname
+    iscsiadm -m session | cut -d" " -f3; daemons' | xargs -n3)" \
     "$(for i in {1..8}; do echo "iqn.host$i 10.0.0.$((1 + i % 2)):3260,1 $((i == 5 ? 0 : 2))"; done)"
-exec {lock}<"$work/state" && flock $lock
-same "one command at a time" "$(exit_of "$enter" --state "$work/state" true)" 125
+exec {lock}<"$work/host" && flock $lock
+"$enter" --state "$work/host" true 2>/dev/null
+same "one command at a time" $? 125
 
 # --- an ordinary user
 cd /
 ordinary="setpriv --reuid 65534 --regid 65534 --clear-groups"
 if [ "$(id -u)" -eq 0 ] && $ordinary unshare -Ur "$enter" --help >/dev/null 2>&1; then
-    same "an ordinary user is root inside" "$($ordinary "$enter" bash -c 'id -u; echo >>/etc/issue && iscsiadm -m session' 2>&1)" $'0\niscsiadm: No active sessions.'
-    same "where namespaces are refused, one line says so" "$(unshare -Ur bash -c "echo 0 >/proc/sys/user/max_user_namespaces
-        setpriv --bounding-set -all '$enter' true; echo \$?" 2>&1 | sed 's/.*allows no private namespaces.*/refused/')" $'refused\n125'
+    same "an ordinary user is root inside" \
+        "$($ordinary "$enter" bash -c 'id -u; echo >>/etc/issue && iscsiadm -m session' 2>&1)" \
+        $'0\niscsiadm: No active sessions.'
+    same "where namespaces are refused, one line says so" "$(unshare -Ur bash -c "
+        echo 0 >/proc/sys/user/max_user_namespaces
+        setpriv --bounding-set -all '$enter' true; echo \$?" 2>&1 | sed 's/.*\(allows no private namespaces\).*/\1/')" \
+        $'allows no private namespaces\n125'
 fi
 exit $failed
