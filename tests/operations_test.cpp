@@ -64,9 +64,9 @@ protected:
         EXPECT_EQ(call.count, expected.count);
         EXPECT_EQ(call.bytes, expected.bytes);
         EXPECT_EQ(shell::commands(), expected.commands);
-        const bool silent = expected.logged == "-";
-        EXPECT_EQ(host::log_entries(), silent ? Lines{} : Lines{"5 2 " + expected.logged});
-        EXPECT_EQ(initiator.err_msg, silent ? "" : expected.logged);
+        const std::string message = initiator.GetErrStr(static_cast<int>(expected.status));
+        EXPECT_EQ(host::log_entries(), expected.log == logged ? Lines{"5 2 " + message} : Lines{});
+        EXPECT_EQ(initiator.err_msg, expected.log == logged ? message : "");
         const std::string content = expected_buffer(expected, buffer);
         const auto differs = std::mismatch(buffer.begin(), buffer.end(), content.begin());
         EXPECT_TRUE(buffer == content) << "from byte " << differs.first - buffer.begin();
@@ -135,7 +135,7 @@ TEST_F(Operations, LetNoExceptionThroughAndReportByTheTable) {
         const unsigned int status = call(operation, initiator);
         EXPECT_EQ(status, hooks.empty() ? operation.healthy.status : 1U);
         EXPECT_NO_THROW(call(operation, own));
-        const bool own_message = operation.healthy.status == 166 && operation.healthy.logged != "-";
+        const bool own_message = operation.healthy.status == 166 && operation.healthy.log == logged;
         EXPECT_STREQ(own.err_msg, own_message ? "no such thing" : "");
         own.err_msg[0] = '\0';
     }

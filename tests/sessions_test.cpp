@@ -9,11 +9,11 @@
 
 namespace {
 
+using host::nothing;
 using Rows = std::vector<std::pair<std::string, std::string>>;
 
 const std::string entry = "/sys/class/iscsi_session/session", name_file = "/etc/iscsi/initiatorname.iscsi";
 const std::string connection_1 = "/sys/class/iscsi_connection/connection1:0/";
-const std::string device_link = entry + "1/device";
 const std::string n255(255, 'n'), array = "iqn.2024-01.example.array:disks";
 
 std::string dotted(const unsigned char (&address)[16]) {
@@ -195,13 +195,18 @@ TEST_F(Sysfs, TheInitiatorNamesTroublesDoNotReachTheStatus) {
     }
 }
 
-TEST_F(Sysfs, AConnectionFileByFile) {
-    const std::string address = connection_1 + "address", port = connection_1 + "port", missing = "missing",
-                      initiator = "/sys/class/iscsi_host/host3/ipaddress", whole = "0 10.0.0.100 to ";
+TEST_F(Sysfs, ConnectionsAndDisksFileByFile) {
+    const std::string address = connection_1 + "address", port = connection_1 + "port",
+                      initiator = "/sys/class/iscsi_host/host3/ipaddress", whole = "0 10.0.0.100 to ",
+                      link = entry + "1/device", bus = "/sys/bus/scsi/devices/3:0:0:0/",
+                      size = "block/sdb/size", disk = "1: t:3:0:0:0 ", no_device = disk + "   ; 1",
+                      no_luns = "0: t:0:0:0:0    ; 99", up = "../../../";
     const std::tuple<std::string, std::string, std::string> cases[] = {
-        {address, missing, "1 none"},
-        {port, missing, "1 none"},
-        {initiator, missing, "1 none"},
+        {address, nothing, "1 none"},
+        {port, nothing, "1 none"},
+        {initiator, nothing, "1 none"},
+        {address, "/", whole + "10.0.0.9:3260"},  // there, and cannot be read
+        {port, "/", whole + "10.0.0.1:3269"},
         {address, "<NULL>\n", whole + "0:3260"},
         {address, "", whole + "0:3260"},
         {address, "..10.0..0.010.\n", whole + "10.0.0.10:3260"},
@@ -213,56 +218,41 @@ TEST_F(Sysfs, AConnectionFileByFile) {
         {port, "many\n", whole + "10.0.0.1:0"},
         {initiator, "(null)\n", "0 0 to 10.0.0.1:3260"},
         // The SCSI host is the last component but one of where the device link leads.
-        {device_link, missing, "-1 0 to 10.0.0.1:3260"},
-        {device_link, "../../../devices/platform/host3/session1", whole + "10.0.0.1:3260"},
-        {device_link, "/host3/session1", whole + "10.0.0.1:3260"},
-        {device_link, "../../host3x/session1", whole + "10.0.0.1:3260"},
-        {device_link, "../../hosts/session1", "-1 0 to 10.0.0.1:3260"},
-        {device_link, "session1", "-1 0 to 10.0.0.1:3260"},
-        {device_link, "../../../session1", whole + "10.0.0.1:3260"},
-        {device_link, "../../../../../../../../../../../../host3/session1", whole + "10.0.0.1:3260"},
+        {link, nothing, "-1 0 to 10.0.0.1:3260"},
+        {link, "-> " + up + "devices/platform/host3/session1", whole + "10.0.0.1:3260"},
+        {link, "-> /host3/session1", whole + "10.0.0.1:3260"},
+        {link, "-> ../../host3x/session1", whole + "10.0.0.1:3260"},
+        {link, "-> ../../hosts/session1", "-1 0 to 10.0.0.1:3260"},
+        {link, "-> session1", "-1 0 to 10.0.0.1:3260"},
+        {link, "-> " + up + "session1", whole + "10.0.0.1:3260"},
+        {link, "-> " + up + up + up + up + "host3/session1", whole + "10.0.0.1:3260"},
+        {bus + "vendor", nothing, disk + "sdb 4096  M; 1"},
+        {bus + "vendor", std::string(2000, 'v'), disk + "sdb 4096 " + std::string(31, 'v') + " M; 1"},
+        {bus + "model", "<NULL>\n", disk + "sdb 4096 V ; 1"},
+        {bus + "model", std::string(100, 'm') + "\n", disk + "sdb 4096 V " + std::string(31, 'm') + "; 1"},
+        {bus + size, nothing, disk + "sdb 0 V M; 1"},
+        {bus + size, std::string(38, '9') + "\n", disk + "sdb 18446744073709551104 V M; 1"},
+        {bus + "block/sdb", nothing, no_device},
+        {bus + "block", nothing, no_device},
+        {bus + "block", "a file", no_device},
+        {bus + "block", "-> power", no_device},  // without a colon
+        {"/sys/devices/platform/host3/session1/target3:0:0", nothing, no_luns},
+        {link, nothing, no_luns},
     };
-    for (const auto& [file, text, expected] : cases) {
-        host::add_session({1});
-        host::remove(file);
-        if (file == device_link && text != missing) host::make_link(file, text);
-        if (file != device_link && text != missing) host::write_file(file, text);
+    for (const auto& [path, what, expected] : cases) {
+        for (const char* old : {"/sys/class", "/sys/devices", "/sys/bus"}) host::remove(old);
+        host::add_session({.number = 1, .target = "t", .luns = {{0, "sdb", "8", "V", "M"}}});
+        host::put(connection_1 + "persistent_address", "10.0.0.9\n");
+        host::put(connection_1 + "persistent_port", "3269\n");
+        host::put(path, what);
         const unsigned char session[16] = {1};
         _ConnectionInformation* connection = nullptr;
         const int result = _QueryConnectionList("", session, &connection);
-        EXPECT_EQ(std::to_string(result) + " " + described(connection), expected) << file << " " << text;
+        const bool of_disk = expected.find(": t:") != expected.npos;
+        EXPECT_EQ(of_disk ? disks("1") : std::to_string(result) + " " + described(connection), expected)
+            << path << " " << what;
         std::free(connection);
     }
-}
-
-TEST_F(Sysfs, DisksWithWhatCannotBeRead) {
-    host::add_session(
-        {.number = 12, .target = "t", .luns = {{0, "sdb", "8", "V", "M"}, {1, "c", "8", "", ""}}});
-    const std::string bus = "/sys/bus/scsi/devices/3:0:0:";
-    host::remove(bus + "0/vendor");
-    host::write_file(bus + "0/model", "<NULL>\n");
-    host::remove(bus + "0/block/sdb/size");
-    host::write_file(bus + "1/vendor", std::string(2000, 'v'));
-    host::write_file(bus + "1/model", std::string(100, 'm') + "\n");
-    host::write_file(bus + "1/block/c/size", std::string(38, '9') + "\n");
-    EXPECT_EQ(disks(), "2: t:3:0:0:0 sdb 0  ; t:3:0:0:1 c 18446744073709551104 " + std::string(31, 'v') +
-                           " " + std::string(31, 'm') + "; 2");
-    host::remove(bus + "1");
-    const auto expect_no_device = [&](const char* what) {
-        EXPECT_EQ(disks(), "2: t:3:0:0:0    ; t:3:0:0:1    ; 2") << what;
-    };
-    host::remove(bus + "0/block/sdb");
-    expect_no_device("empty directory");
-    host::remove(bus + "0/block");
-    expect_no_device("none");
-    host::write_file(bus + "0/block", "");
-    expect_no_device("file");
-    host::make_link(bus + "0/block", "power");
-    expect_no_device("link without a colon");
-    host::remove("/sys/devices/platform/host3/session12/target3:0:0");
-    EXPECT_EQ(disks(), "0: t:0:0:0:0    ; 99");
-    host::remove(entry + "12/device");
-    EXPECT_EQ(disks(), "0: t:0:0:0:0    ; 99");
 }
 
 TEST_F(Sysfs, ASessionIsNamedByTextOrByItsFirstByte) {

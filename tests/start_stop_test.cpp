@@ -15,7 +15,7 @@ using Lines = std::vector<std::string>;
 
 constexpr int exit_3 = 0x300;  // as the shell reports it
 const std::string iscsid = "/etc/init.d/iscsid", open_iscsi = "/etc/init.d/open-iscsi",
-                  binary = "/sbin/iscsid", systemd = "/run/systemd/system";
+                  binary = "/sbin/iscsid", systemd = "/run/systemd";
 const Lines redhat_stop{iscsid + " stop"}, suse_stop{open_iscsi + " stop"};
 const Lines forced{suse_stop[0], "killall iscsid", "rmmod iscsi_tcp"};
 
@@ -27,18 +27,15 @@ protected:
         initiator.err_msg[0] = '\0';
     }
 
-    /// All is there but one file; a plain file in systemd's place is no sign of it.
+    /// All is there but what is missing; a plain file in systemd's place is no sign of it.
     static void lay_out(const std::string& banner, const std::string& os_release,
                         const std::string& missing) {
-        for (const std::string& file : {binary, iscsid, open_iscsi}) host::write_file(file, "");
+        for (const std::string& file : {binary, iscsid, open_iscsi})
+            host::put(file, missing.find(file + ";") == missing.npos ? "" : host::nothing);
         host::remove(systemd);
-        host::make_directory(systemd);
-        host::write_file("/etc/os-release", os_release);
-        host::write_file("/etc/issue", banner);
-        if (banner.empty()) host::remove("/etc/issue");
-        for (const std::string& file : {binary, iscsid, open_iscsi, systemd})
-            if (missing.find(file + ";") != missing.npos) host::remove(file);
-        if (!host::exists(systemd)) host::write_file(systemd, "");
+        host::put(systemd + (missing.ends_with(systemd) ? "/system" : "/system/x"), "");
+        host::put("/etc/os-release", os_release);
+        host::put("/etc/issue", banner.empty() ? host::nothing : banner);
         shell::forget();
     }
 
@@ -62,7 +59,7 @@ TEST_F(StartStop, StartsOnTheDistribution) {
         {"Red Hat 6\n", "", "", 9, 9, redhat},
         {"Red Hat 6\n", "", iscsid + ";" + binary + ";", -1, 1, suse},
         {"Red Hat 6\n", "", none, 0, 0, units},
-        {"Red Hat 6\n", "", none + systemd + ";", -1, 1, suse},
+        {"Red Hat 6\n", "", none + systemd, -1, 1, suse},
         {"Welcome to SUSE Linux\n", "", "", -1, 1, suse},
         {"Welcome to SUSE Linux\n", "", binary + ";", -1, 313, ""},
         {"SUSE and Red Hat\n", "", "", -1, 1, redhat},

@@ -20,12 +20,12 @@
 #include "tests/support/host.h"
 #include "tests/support/operations.h"
 
-static std::string logged;
+static std::string log_of_maker;
 
 // The maker's log is not on trial.
 void KvLogger::KorvelLogMsg(ModName, LogType, char const* format, ...) {
     const faults::Pause pause;
-    logged += "[" + std::string{format} + "]";
+    log_of_maker += "[" + std::string{format} + "]";
 }
 
 namespace {
@@ -140,7 +140,7 @@ protected:
         GetParam().situation();
         host::remove("/tmp/opiscsierr");
         shell::forget();
-        logged.clear();
+        log_of_maker.clear();
         initiator.err_msg[0] = '\0';
         std::memset(buffer, 0xAA, buffer_size);
         std::memset(stack, 0, stack_size);
@@ -149,7 +149,7 @@ protected:
         call_on_small_stack();
         seen.buffer.assign(reinterpret_cast<char*>(buffer), buffer_size);
         seen.err_msg = initiator.err_msg;
-        seen.log = logged;
+        seen.log = log_of_maker;
         seen.settings = host::read_file(conf);
         seen.name_file = host::read_file(name_file);
         seen.commands = shell::commands();

@@ -160,6 +160,10 @@ TEST(TargetList, TakesPersistenceFromTheFirstDecidingPieceOfTheNodeRecord) {
         EXPECT_EQ(listed(), persistent ? "1 a persistent; " : "1 a; ") << in_var;
     }
     host::write_file("/etc/iscsi/" + record, automatic);
+    host::put("/var/lib/iscsi/nodes", "no directory");
+    EXPECT_EQ(listed(), "1 a persistent; ");
+    host::remove("/var/lib/iscsi/nodes");
+    host::write_file("/var/lib/iscsi/" + record, automatic);
     chmod(("/var/lib/iscsi/" + record).c_str(), 0400);
     host::obey_permissions(true);
     EXPECT_EQ(listed(), "1 a; ") << "a record that cannot be opened for writing too";

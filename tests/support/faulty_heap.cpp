@@ -51,12 +51,4 @@ void* calloc(std::size_t count, std::size_t size) {
     void* block = malloc(count * size);
     return block != nullptr ? std::memset(block, 0, count * size) : nullptr;
 }
-
-void* realloc(void* old, std::size_t size) {
-    void* block = malloc(size);
-    if (block == nullptr || old == nullptr) return block;
-    std::memcpy(block, old, std::min(size, malloc_usable_size(old)));
-    free(old);
-    return block;
-}
 }

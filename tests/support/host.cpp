@@ -75,6 +75,13 @@ void remove(const std::string& path) {
     fs::remove_all(path);
 }
 
+void put(const std::string& path, const std::string& what) {
+    remove(path);
+    if (what.starts_with("-> ")) return make_link(path, what.substr(3));
+    if (what == "/") return make_directory(path);
+    if (what != nothing) write_file(path, what);
+}
+
 void obey_permissions(bool obey) {
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct sets[2]{};
@@ -120,11 +127,6 @@ void set_initiator_name(const std::string& name) {
     write_file("/etc/iscsi/initiatorname.iscsi", "InitiatorName=" + name + "\n");
 }
 
-std::string session_device(const Session& session) {
-    return "/sys/devices/platform/host" + std::to_string(session.scsi_host) + "/session" +
-           std::to_string(session.number);
-}
-
 void add_session(const Session& session, SysfsForm form) {
     const std::string number = std::to_string(session.number);
     const std::string scsi_host = "host" + std::to_string(session.scsi_host);
@@ -150,7 +152,7 @@ void add_session(const Session& session, SysfsForm form) {
     write_file("/sys/class/iscsi_host/" + scsi_host + "/ipaddress", session.initiator_address + "\n");
 
     const std::string target = std::to_string(session.scsi_host) + ":0:" + std::to_string(session.target_id);
-    const std::string target_path = session_device(session) + "/target" + target;
+    const std::string target_path = "/sys/devices/" + device + "/target" + target;
     write_file(target_path + "/uevent", "");
     make_directory(target_path + "/power");
     for (const Lun& lun : session.luns) {

@@ -18,6 +18,11 @@ void make_directory(const std::string& path);
 void make_link(const std::string& path, const std::string& target);
 void remove(const std::string& path);
 
+/// What stands at a path, as rows of tables say it: a file's text, "-> TARGET" for a link, "/" for a
+/// directory, or nothing.
+void put(const std::string& path, const std::string& what);
+inline const std::string nothing = "nothing";
+
 /// Takes from root what lets it pass over permissions, and gives it back.
 void obey_permissions(bool obey);
 
@@ -52,8 +57,6 @@ struct Session {
 };
 
 void add_session(const Session& session, SysfsForm form = SysfsForm::today);
-/// Directory of a session's device, where its target directory stands.
-std::string session_device(const Session& session);
 
 /// Lines of the maker's log since the last `forget_log`: "MODULE LEVEL TEXT".
 std::vector<std::string> log_entries();

@@ -147,31 +147,19 @@ const std::string portals =
     "0=\x0a\0\0\3.0.3|16=\1\xbc\x0c|29=\xd2\x39"s + "34567890.12345|45=\2|46=\x70\x11\1|74=\1|75=\xbc\x0c"s;
 const std::string target_end = "17=\x0a\0\0\1|35=\xbc\x0c"s, connection = "1=\x0a\0\0\x64|"s + target_end;
 
-constexpr const char* no_node = "There is no initiator node / InitiatorName present in the conf file.";
-constexpr const char* name_too_long = "The Initiator name length exceeds 223 bytes.";
-constexpr const char* logged_in = "The initiator is already logged in to the target.";
-constexpr const char* bad_parameters = "Input Parameters given for the command are not correct.";
-constexpr const char* login_failure =
-    "Login Failure, either Target is not discovered / Target not reachable / iSCSI login failure.";
-constexpr const char* no_daemon_file =
-    "ERROR: iscsid binary file is missing in /sbin directory. Manually copy the /usr/sbin/iscsid to /sbin "
-    "directory.";
-constexpr const char* no_session = "Session does not exists.";
-constexpr const char* in_use = "Session is ACTIVE, cannot remove Target. Try logout and then remove.";
-
 Outcome counts(unsigned int count, unsigned int bytes, const std::string& content) {
-    return {0, {}, "-", count, bytes, content};
+    return {0, {}, silent, count, bytes, content};
 }
 Outcome lists(unsigned int bytes, const std::string& content, const Commands& commands = {}) {
-    return {0, commands, "-", untouched, bytes, content};
+    return {0, commands, silent, untouched, bytes, content};
 }
 /// A list that could not be made, or not wholly.
 Outcome lacks(unsigned int status, const Commands& commands = {}, unsigned int bytes = 0,
               const std::string& content = {}) {
-    return {status, commands, "-", untouched, bytes, content};
+    return {status, commands, silent, untouched, bytes, content};
 }
 
-const Outcome found = {0, discovery, "-", 2, 19352, discovered};
+const Outcome found = {0, discovery, silent, 2, 19352, discovered};
 
 constexpr Checks index_only{176, 0, 0}, installed{0, 182, 0}, running{0, 182, 183};
 constexpr Checks index_installed{176, 182, 0}, index_running{176, 182, 183};
@@ -258,55 +246,55 @@ const std::vector<Operation> table = {
     {"GetInitiatorVersion_NoModule", module_version, {7}, host::remove_stack},
 
     {"StartInitiator", start, {0, start_script}, daemon_dies, start_codes, index_installed},
-    {"StartInitiator_SuseWithoutDaemon", start, {313, modprobe, no_daemon_file}, suse_without_daemon},
+    {"StartInitiator_SuseWithoutDaemon", start, {313, modprobe, logged}, suse_without_daemon},
     {"StopInitiator", stop, {0, stop_script}, without_sessions, stop_codes, index_running},
     {"StopInitiator_Suse", stop, {0, forced_stop}, suse_without_sessions, stop_codes},
     {"StopInitiator_Sessions", stop, {189}, usual, no_stop},
     {"StopInitiator_SessionsUnreadable", stop, {99}, unreadable_sessions},
-    {"StopInitiator_NameTooLong", stop, {198, {}, name_too_long}, long_name},
-    {"StopInitiator_WithoutNameFile", stop, {191, {}, no_node}, no_name_file},
+    {"StopInitiator_NameTooLong", stop, {198, {}, logged}, long_name},
+    {"StopInitiator_WithoutNameFile", stop, {191, {}, logged}, no_name_file},
 
     {"GetInitiatorList", list_initiator, lists(10165, node), usual, {182, 191}, installed},
-    {"GetInitiatorList_NoName", list_initiator, {191, {}, no_node}, no_name},
-    {"GetInitiatorList_NameTooLong", list_initiator, {198, {}, name_too_long}, long_name},
+    {"GetInitiatorList_NoName", list_initiator, {191, {}, logged}, no_name},
+    {"GetInitiatorList_NameTooLong", list_initiator, {198, {}, logged}, long_name},
     {"GetInitiatorGlobals", get_globals, lists(1040, properties), usual, {182, 191}, installed},
-    {"GetInitiatorGlobals_NoName", get_globals, {191, {}, no_node}, no_name},
+    {"GetInitiatorGlobals_NoName", get_globals, {191, {}, logged}, no_name},
     {"GetProperty", get_property, lists(1040, properties), usual, {182, 191}, index_installed},
-    {"GetProperty_WrongIndex", get_by_index_2, {176, {}, "There is NO multiple initiators support."}},
-    {"GetProperty_NameTooLong", get_property, {198, {}, name_too_long}, long_name},
-    {"SetProperty", set_some, {0, {}, "Success"}, new_settings, {182, 0xFFFFFFFF}, index_installed},
-    {"SetProperty_Unknown", set_unknown, {168, {}, "Property not found in the conf file list."}},
-    {"SetProperty_Twice", set_twice, {187, {}, "Repeated parameters present to be set."}},
-    {"SetProperty_NameTooLong", set_long_name, {198, {}, name_too_long}},
-    {"SetProperty_Unwritable", set_some, {0xFFFFFFFF, {}, ""}, take_temporary_path},
+    {"GetProperty_WrongIndex", get_by_index_2, {176, {}, logged}},
+    {"GetProperty_NameTooLong", get_property, {198, {}, logged}, long_name},
+    {"SetProperty", set_some, {0, {}, logged}, new_settings, {182, 0xFFFFFFFF}, index_installed},
+    {"SetProperty_Unknown", set_unknown, {168, {}, logged}},
+    {"SetProperty_Twice", set_twice, {187, {}, logged}},
+    {"SetProperty_NameTooLong", set_long_name, {198, {}, logged}},
+    {"SetProperty_Unwritable", set_some, {0xFFFFFFFF, {}, logged}, take_temporary_path},
 
     {"GetTargetList", list_targets, lists(38704, recorded, stale), usual, {2, 179}, index_only},
     {"GetTargetList_NegativeIndex", list_by_minus_1, {172}},
     {"GetTargetList_NothingRecorded", list_targets, {179}, nothing_recorded},
     {"DiscoverTarget", discover, found, offer, offered, running},
-    {"DiscoverTarget_NothingOffered", discover, {179, discovery, "-", 0}},
+    {"DiscoverTarget_NothingOffered", discover, {179, discovery, silent, 0}},
 
     {"LoginTarget", log_in_with_all, {0, login_all}, log_in_quietly, {99, 182, 183, 205}, index_running},
-    {"LoginTarget_UpdateFails", log_in_with_all, {205, {login_all[0]}, bad_parameters}, fail_all},
-    {"LoginTarget_Refused", log_in, {199, login_only, login_failure}, refuse_login, {0, 99, 182, 183}},
-    {"LoginTarget_Again", log_in, {197, login_only, logged_in}, refuse_second_login},
+    {"LoginTarget_UpdateFails", log_in_with_all, {205, {login_all[0]}, logged}, fail_all},
+    {"LoginTarget_Refused", log_in, {199, login_only, logged}, refuse_login, {0, 99, 182, 183}},
+    {"LoginTarget_Again", log_in, {197, login_only, logged}, refuse_second_login},
     {"LogoutTarget", log_out<1>, {0, logout_2}, usual, {1, 99, 166, 182, 183}, index_running},
-    {"LogoutTarget_Fails", log_out<0>, {1, logout_1, "Failure"}, fail_all},
-    {"LogoutTarget_NoSession", log_out<2>, {166, {}, no_session}},
+    {"LogoutTarget_Fails", log_out<0>, {1, logout_1, logged}, fail_all},
+    {"LogoutTarget_NoSession", log_out<2>, {166, {}, logged}},
 
-    {"QuerySessionCount", count_sessions, {0, {}, "-", 2}, usual, probes, running},
+    {"QuerySessionCount", count_sessions, {0, {}, silent, 2}, usual, probes, running},
     {"QuerySessionCount_None", count_sessions, {0}, without_sessions},
     {"QuerySessionList", list_sessions, counts(2, 1108, sessions), usual, of_session, running},
     {"QuerySessionList_None", list_sessions, {166}, without_sessions},
-    {"QueryDiskCount", count_disks<0>, {0, {}, "-", 2}, usual, of_session, running},
+    {"QueryDiskCount", count_disks<0>, {0, {}, silent, 2}, usual, of_session, running},
     {"QueryDiskCount_NoSession", count_disks<2>, {166}},
     {"QueryDisks", list_disks<0>, counts(2, 1418, disks), usual, of_session, running},
-    {"QueryDisks_NoSession", list_disks<2>, {166, {}, no_session, untouched, 0}},
+    {"QueryDisks_NoSession", list_disks<2>, {166, {}, logged, untouched, 0}},
 
     {"RemoveTarget", remove_target<1>, {0, deletes}, usual, removal, index_running},
-    {"RemoveTarget_InUse", remove_target<0>, {167, stale, in_use}, another_at_the_portal, removal},
-    {"RemoveTarget_Refused", remove_target<1>, {167, deletes, in_use}, refuse_delete},
-    {"RemoveTarget_NotRecorded", remove_target<2>, {179, stale, "Target Name / Portal not found."}},
+    {"RemoveTarget_InUse", remove_target<0>, {167, stale, logged}, another_at_the_portal, removal},
+    {"RemoveTarget_Refused", remove_target<1>, {167, deletes, logged}, refuse_delete},
+    {"RemoveTarget_NotRecorded", remove_target<2>, {179, stale, logged}},
     {"RemovePersistentTarget", make_manual, {0, manual}, usual, {1, 99, 182, 183}, index_running},
     {"RemovePersistentTarget_Fails", make_manual, {1, manual}, fail_all},
 
@@ -323,8 +311,8 @@ const std::vector<Operation> table = {
     {"GetList_ConnectionOfUnknown", list<42, sessions_of[1]>, lacks(1)},
     {"GetList_ConnectionOfNull", list_null<42>, lacks(1)},
     {"GetList_Other", list_null<7>, {0}, usual, {}, index_running},
-    {"GetList_NoName", list_null<7>, {191, {}, no_node}, no_name},
-    {"GetList_NameTooLong", list<41, known_target>, {198, {}, name_too_long}, long_name},
+    {"GetList_NoName", list_null<7>, {191, {}, logged}, no_name},
+    {"GetList_NameTooLong", list<41, known_target>, {198, {}, logged}, long_name},
 };
 
 std::string expected_buffer(const Outcome& outcome, const std::string& actual) {

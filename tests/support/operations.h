@@ -22,10 +22,13 @@ struct Call {
     unsigned int count = untouched, bytes = untouched;
 };
 
+/// Whether the message of the status goes into the log and into err_msg, or neither is touched.
+enum Log : bool { silent, logged };
+
 struct Outcome {
     unsigned int status;
     std::vector<std::string> commands = {};
-    std::string logged = "-";  // the text in the log and in err_msg; "-": neither is touched
+    Log log = silent;
     unsigned int count = untouched, bytes = untouched;
     /// What stands in the buffer, as "OFFSET=TEXT|OFFSET=TEXT"; "*" for a pointer. Every other byte is zero.
     std::string content = {};
