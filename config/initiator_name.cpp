@@ -89,8 +89,9 @@ int _GetInitiatorName(char (&name)[initiator_name_size]) {
     if (!word.is_name_word()) return 0;
     if (word.too_long()) return -2;
     std::string_view rest = word.text();
-    next_token(rest, "=");
-    const std::string_view value = next_token(rest, "=");
+    const auto is_equals = [](char c) { return c == '='; };
+    next_token(rest, is_equals);
+    const std::string_view value = next_token(rest, is_equals);
     if (value.empty()) return -1;
     std::memset(name, 0, sizeof name);
     value.copy(name, sizeof name - 1);

@@ -17,7 +17,7 @@ std::string_view line_at(std::string_view text, std::size_t begin) {
 }
 
 std::string_view key_of(std::string_view line) {
-    return may_be_setting(line) ? next_token(line, setting_separators) : std::string_view{};
+    return may_be_setting(line) ? next_token(line, separates_setting) : std::string_view{};
 }
 
 void append_setting(SecretText& text, std::string_view key, std::string_view value) {

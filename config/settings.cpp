@@ -27,13 +27,13 @@ void set_entry(_iSCSI_Property& entry, std::uint32_t id, std::string_view value)
 /// Takes the setting of a line into `entry`; false when the line holds none that the table knows.
 bool read_setting(std::string_view line, _iSCSI_Property& entry) {
     if (!may_be_setting(line)) return false;
-    const std::string_view key = next_token(line, setting_separators);
-    std::string_view behind_key = next_token(line, setting_separators);
+    const std::string_view key = next_token(line, separates_setting);
+    std::string_view behind_key = next_token(line, separates_setting);
     if (behind_key.empty()) return false;
     const auto* row = std::find_if(std::begin(iSCSI_PropertyTable), std::end(iSCSI_PropertyTable),
                                    [key](const auto& candidate) { return key_names_row(key, candidate); });
     if (row == std::end(iSCSI_PropertyTable)) return false;
-    set_entry(entry, row->id, next_token(behind_key, white_space));
+    set_entry(entry, row->id, next_token(behind_key, is_white_space));
     return true;
 }
 

@@ -24,7 +24,7 @@ Attribute::Attribute(const char* path, std::size_t line_limit) {
 
 std::string_view Attribute::word() const {
     std::string_view text{line()};
-    return next_token(text, white_space);
+    return next_token(text, is_white_space);
 }
 
 }  // namespace opinit

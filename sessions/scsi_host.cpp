@@ -51,7 +51,7 @@ class Components {
 public:
     void follow(std::string_view path) {
         while (!path.empty()) {
-            const std::string_view component = next_token(path, "/");
+            const std::string_view component = next_token(path, [](char c) { return c == '/'; });
             if (component == "..") {
                 depth_ = std::max<std::size_t>(depth_, 1) - 1;
             } else if (!component.empty() && component != "." && depth_ < components_.size()) {

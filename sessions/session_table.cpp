@@ -37,7 +37,8 @@ SessionTable::SessionTable() {
 SessionTable::Destination SessionTable::read_destination(std::uint8_t session) {
     _ConnectionInformation connection{};
     const ConnectionTarget target = read_connection_target(session, connection);
-    Destination destination{target.opened, target.certain, AddressText{connection.TargetAddress}.c_str(),
+    const AddressText address{connection.TargetAddress};
+    Destination destination{target.opened, target.certain, std::string{address.c_str()},
                             connection.TargetPort};
     if (!target.opened) return destination;
     const std::optional<int> host = find_session_host(session);

@@ -23,9 +23,13 @@ constexpr Family families[] = {
     {"suse", DISTRO_SUSE},   {"opensuse", DISTRO_SUSE}, {"sles", DISTRO_SUSE},
 };
 
+bool separates_word(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '"' || c == '\'';
+}
+
 std::optional<int> family_of(std::string_view words) {
     while (!words.empty()) {
-        const std::string_view word = next_token(words, " \t\n\"'");
+        const std::string_view word = next_token(words, separates_word);
         for (const Family& family : families) {
             if (word == family.name) return family.code;
         }

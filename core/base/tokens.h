@@ -6,15 +6,12 @@
 
 namespace opinit {
 
-inline constexpr std::string_view white_space = " \t\n\v\f\r";
+inline constexpr auto is_white_space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
 
 /// Takes the next token off the front of `text`: runs of separators count as one, leading ones are skipped.
 /// Empty when there is none left.
-inline std::string_view next_token(std::string_view& text, std::string_view separators) {
-    // The library's own searches call a function for every character.
-    const auto separates = [separators](char c) {
-        return std::any_of(separators.begin(), separators.end(), [c](char other) { return c == other; });
-    };
+template <class Separates>
+std::string_view next_token(std::string_view& text, Separates separates) {
     const auto begin = std::find_if_not(text.begin(), text.end(), separates);
     text.remove_prefix(static_cast<std::size_t>(begin - text.begin()));
     const auto end = std::find_if(text.begin(), text.end(), separates);
