@@ -1,21 +1,12 @@
 // The initiator's configuration as an agent reads and writes it.
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <functional>
 #include <thread>
-#include <tuple>
 
 #include "kvlinopinitr/iscsi_properties.h"
-#include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 // What befalls a call, by its name and the permissions of its file; false: it fails.
 static std::function<bool(std::string_view call, mode_t mode)> fate;

@@ -1,14 +1,9 @@
 // The binary contract: what an agent that was compiled long ago counts on.
 #include <dlfcn.h>
-#include <gtest/gtest.h>
-
-#include <sstream>
 
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/iscsi_target.h"
-#include "kvlinopinitr/open_initiator.h"
-#include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
 

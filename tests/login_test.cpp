@@ -1,17 +1,5 @@
 // The commands of login, logout and removal: their texts, how their end is judged, what they leave behind.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <functional>
-#include <tuple>
-
-#include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -132,26 +120,27 @@ TEST(Commands, HaveAnAnswerForEveryEnd) {
         install_iscsiadm(script);
         setenv("PATH", script.empty() ? "/nowhere" : path.c_str(), 1);
         signal(SIGCHLD, situation == sigchld_ignored ? SIG_IGN : SIG_DFL);
-        const auto after_stale = [situation = situation](auto operation) {
-            host::remove(capture_path);
-            if (situation != stale_echild) host::write_file(capture_path, "stale: no records found");
-            errno = situation == stale_echild ? ECHILD : EEXIST;
-            return operation();
-        };
         const bool done = script == "exit 0" && situation == usual, lost = situation != usual;
-        _LoginParams params = request();
-        params.persistent = 1;
+        const auto expect = [&, stale = situation == stale_echild](unsigned status, bool captured,
+                                                                   auto call) {
+            host::put(capture_path, stale ? host::nothing : "stale: no records found");
+            errno = stale ? ECHILD : EEXIST;
+            EXPECT_EQ(static_cast<unsigned>(call()), status);
+            const int error_afterwards = errno;
+            EXPECT_EQ(host::exists(capture_path), captured);
+            return error_afterwards;
+        };
         unsigned char session[16] = {3};
         _TargetInformation* list = nullptr;
-        EXPECT_EQ(after_stale([&] { return log_in(params); }), login);
-        EXPECT_EQ(after_stale([&] { return _LogoutTarget(session); }), logout);
-        EXPECT_EQ(errno == 0, lost);
-        EXPECT_EQ(after_stale([&] { return _remove_iscsi_dirs(portal, 3260); }), remove);
-        EXPECT_EQ(host::exists(capture_path), done) << "read, so removed";
-        EXPECT_EQ(after_stale([&] { return _remove_persistent_entry("", portal, 3260, nullptr); }), forget);
-        EXPECT_EQ(host::exists(capture_path), !lost) << "removed only when it was read";
-        EXPECT_EQ(after_stale([&] { return _GetTargetList(&list, 0); }), -2);
-        EXPECT_EQ(host::exists(capture_path), done) << "of the stale record's deletion";
+        _LoginParams params = request();
+        params.persistent = 1;
+        expect(login, login == 205 && situation != stale_echild, [&] { return log_in(params); });
+        const int error = expect(logout, situation != stale_echild, [&] { return _LogoutTarget(session); });
+        EXPECT_EQ(error == 0, lost);
+        // What was read is removed, and what only a stale record's deletion said.
+        expect(remove, done, [] { return _remove_iscsi_dirs(portal, 3260); });
+        expect(forget, !lost, [] { return _remove_persistent_entry("", portal, 3260, nullptr); });
+        expect(~1U, done, [&] { return _GetTargetList(&list, 0); });
     }
 }
 

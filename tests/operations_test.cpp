@@ -1,10 +1,7 @@
 // Every operation through the object: its checks, and in each situation of the table its whole answer.
 #include "tests/support/operations.h"
 
-#include <gtest/gtest.h>
-
-#include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 // The hooks are called by their exported names, so an agent's developer can put own ones in their place.
 static std::vector<std::string> hooks;

@@ -1,11 +1,5 @@
 // Sessions, connections and disks from sysfs, healthy and hostile.
-#include <gtest/gtest.h>
-
-#include <cstring>
-
-#include "kvlinopinitr/open_initiator.h"
-#include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -14,7 +8,8 @@ using Rows = std::vector<std::pair<std::string, std::string>>;
 
 const std::string entry = "/sys/class/iscsi_session/session", name_file = "/etc/iscsi/initiatorname.iscsi";
 const std::string connection_1 = "/sys/class/iscsi_connection/connection1:0/";
-const std::string n255(255, 'n'), array = "iqn.2024-01.example.array:disks";
+const std::string n16 = "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16",
+                  n255(255, 'n'), array = "iqn.2024-01.example.array:disks";
 
 std::string dotted(const unsigned char (&address)[16]) {
     std::string text;
@@ -211,8 +206,8 @@ TEST_F(Sysfs, ConnectionsAndDisksFileByFile) {
         {address, "", whole + "0:3260"},
         {address, "..10.0..0.010.\n", whole + "10.0.0.10:3260"},
         {address, "fe80::1\n", whole + "0:3260"},
-        {address, "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16.17.18.19.20\n",
-         whole + "1.2.3.4.5.6.7.8.9.10.11.12.13.14.15.16:3260"},
+        {address, n16 + ".17.18.19.20\n", whole + n16 + ":3260"},
+        {initiator, n16 + ".17.18.19.20\n", "0 " + n16 + " to 10.0.0.1:3260"},
         {address, "266.256.-1.99999999999999999999.x. 7\n", whole + "10.0.255.255:3260"},
         {port, "<NULL>\n", whole + "10.0.0.1:0"},
         {port, "many\n", whole + "10.0.0.1:0"},

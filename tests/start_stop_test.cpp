@@ -1,13 +1,5 @@
 // Starting and stopping: which commands run in which order, and every way to fail.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <tuple>
-
-#include "kvlinopinitr/open_initiator.h"
-#include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,24 +1,17 @@
 // Every system call and every allocation of every operation fails in every way. Whatever happens: a
 // documented answer, nothing lost, nothing half done, nothing destroyed that would not have been destroyed
 // anyway.
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
-#include <cstring>
 #include <iostream>
 #include <map>
 #include <set>
 
-#include "kvlinopinitr/open_initiator_functions.h"
 #include "platform/kvlinhw.h"
 #include "tests/support/faults.h"
-#include "tests/support/host.h"
 #include "tests/support/operations.h"
+#include "tests/support/test.h"
 
 static std::string log_of_maker;
 

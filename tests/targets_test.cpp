@@ -1,17 +1,5 @@
 // Discovery, the target list and removal, over databases of every form.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <sstream>
-#include <tuple>
-
-#include "kvlinopinitr/open_initiator.h"
-#include "kvlinopinitr/open_initiator_functions.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,10 +1,7 @@
 #include <dlfcn.h>
 
-#include <cerrno>
-
-#include "kvlinopinitr/open_initiator_functions.h"
 #include "tests/support/faults.h"
-#include "tests/support/host.h"
+#include "tests/support/test.h"
 
 namespace shell {
 namespace {
