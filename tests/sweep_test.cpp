@@ -125,7 +125,7 @@ protected:
         healthy = run({});
         EXPECT_EQ(healthy.status, expected.status);
         EXPECT_TRUE(healthy.buffer == expected_buffer(expected, healthy.buffer));
-        EXPECT_FALSE(healthy.report.system_calls.empty() && healthy.report.allocations == 0);
+        EXPECT_FALSE(healthy.report.system_calls.empty() && healthy.report.counts.allocations == 0);
         judge("healthy\n");
     }
 
@@ -168,8 +168,8 @@ protected:
                       int(call.kind), call.path, next.allocation, next.command,
                       next.error != 0 ? std::strerror(next.error) : "short", next.lasting ? ", lasting" : "");
         run(next, call);
-        EXPECT_GT(seen.report.injected, 0) << trying;
-        injected += seen.report.injected;
+        EXPECT_GT(seen.report.counts.injected, 0) << trying;
+        injected += seen.report.counts.injected;
         ++tried;
         judge(trying);
     }
@@ -314,15 +314,15 @@ TEST_P(Sweep, OutlivesEveryFault) {
         }
     }
     tell("system calls", static_cast<int>(calls.size()));
-    for (int n = 0; n < healthy.report.allocations; ++n) {
+    for (int n = 0; n < healthy.report.counts.allocations; ++n) {
         for (const bool lasting : {false, true}) try_out({.allocation = n, .lasting = lasting});
     }
-    tell("allocations", healthy.report.allocations);
+    tell("allocations", healthy.report.counts.allocations);
     constexpr std::pair<int, int> ends[] = {{-1, EAGAIN}, {-1, ENOMEM}, {-1, ECHILD}, {127 << 8, 0}, {9, 0}};
-    for (int n = 0; n < healthy.report.commands; ++n) {
+    for (int n = 0; n < healthy.report.counts.commands; ++n) {
         for (const auto& [result, error] : ends) try_out({.error = error, .command = n, .result = result});
     }
-    tell("commands", healthy.report.commands);
+    tell("commands", healthy.report.counts.commands);
     run_without_standard_streams();
 }
 
@@ -331,7 +331,7 @@ TEST(Probes, TakeNoMemory) {
     faults::begin({.allocation = 0, .lasting = true});
     const int answers[] = {check_stack_available(), is_module_loaded(), check_iscsid_instances(),
                            check_stack_running()};
-    EXPECT_EQ(faults::end().allocations, 0);
+    EXPECT_EQ(faults::end().counts.allocations, 0);
     EXPECT_EQ(std::vector<int>(std::begin(answers), std::end(answers)), (std::vector{1, 1, 1, 1}));
 }
 

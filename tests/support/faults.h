@@ -25,11 +25,19 @@ struct Plan {
     bool lasting = false;  // every further one of its kind fails too
 };
 
+/// Counts that the two watchers share.
+struct Counts {
+    int system_calls, allocations, commands, injected;
+    int blocks;            // heap blocks that were taken and not given back
+    int secrets;           // blocks that were given back with the secret in them
+    int inheritable;       // uses of descriptors that a child would inherit
+    int unknown;           // system call that is in no list
+    int standard_streams;  // uses of descriptors 0 to 2 as files of the library's own
+};
+
 struct Report {
     std::vector<SystemCall> system_calls;
-    int allocations = 0;
-    int commands = 0;
-    int injected = 0;
+    Counts counts;
     std::string faults;  // what the library did that it must never do; empty: nothing
 };
 
@@ -57,15 +65,6 @@ private:
     bool before_ = armed;
 };
 
-/// Counts that the two watchers share.
-struct Counts {
-    int system_calls, allocations, commands, injected;
-    int blocks;            // heap blocks that were taken and not given back
-    int secrets;           // blocks that were given back with the secret in them
-    int inheritable;       // uses of descriptors that a child would inherit
-    int unknown;           // system call that is in no list
-    int standard_streams;  // uses of descriptors 0 to 2 as files of the library's own
-};
 inline Plan plan;
 inline Counts counts;
 

@@ -204,11 +204,7 @@ void begin(const Plan& next) {
 
 Report end() {
     armed = false;
-    Report report;
-    report.allocations = counts.allocations;
-    report.commands = counts.commands;
-    report.injected = counts.injected;
-    report.system_calls.assign(seen, seen + counts.system_calls);
+    Report report{{seen, seen + counts.system_calls}, counts, ""};
     const auto complain = [&report](int count, const char* what) {
         if (count != 0) report.faults += std::to_string(count) + " " + what + "; ";
     };

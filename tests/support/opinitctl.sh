@@ -26,10 +26,10 @@ shown() {
     tr - s ' ' | sed 's/^ //' | paste - sd, ;
 }
 #standard input, in one line row() {
-    grep - E "^ *$1( |$)" / tmp / out | shown;
+grep - E "^ *$1( |$)" / tmp / out | shown;
 }
 #FIRST_WORD : its row of the last table calls() {
-    wc - l < $run / calls.log;
+wc - l < $run / calls.log;
 }
 override() {
     printf '#!/bin/bash\n%s\n' "$1" > $run / override / iscsiadm&& chmod + x $run / override / iscsiadm;
