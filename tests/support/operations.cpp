@@ -29,7 +29,7 @@ Record with(char (Record::*field)[size], const std::string& text) {
 char known[] = "iqn.d", unknown[] = "iqn";
 auto known_target = with(&_TargetInformation::target_name, "iqn.d");
 auto unknown_target = with(&_TargetInformation::target_name, std::string(256, 'n'));
-_SessionInformation sessions_of[2];
+_SessionInformation known_session, unknown_session;
 
 constexpr auto start = [](Call& c) { return c.o.StartInitiator(c.index); };
 constexpr auto stop = [](Call& c) { return c.o.StopInitiator(c.index); };
@@ -55,8 +55,8 @@ constexpr auto list = [](Call& c) { return c.o.GetList(c.index, type, c.buffer, 
 template <int type>
 constexpr auto list_null = [](Call& c) { return c.o.GetList(c.index, type, c.buffer, &c.bytes, nullptr); };
 unsigned int list_connections(Call& c) {
-    sessions_of[0].SessionId[0] = 1;
-    return list<42, sessions_of[0]>(c);
+    known_session.SessionId[0] = 1;
+    return list<42, known_session>(c);
 }
 unsigned int make_manual(Call& c) {
     return c.o.RemovePersistentTarget(c.index, nullptr, address[0], 3260, nullptr);
@@ -308,7 +308,7 @@ const std::vector<Operation> table = {
     {"GetList_PortalsUnrecorded", list<41, known_target>, lacks(179), nothing_recorded},
     {"GetList_Connections", list_connections, lists(74, connection), usual, of_connection, index_running},
     {"GetList_ConnectionWithoutHost", list_connections, lacks(~0U, {}, 74, target_end), no_device},
-    {"GetList_ConnectionOfUnknown", list<42, sessions_of[1]>, lacks(1)},
+    {"GetList_ConnectionOfUnknown", list<42, unknown_session>, lacks(1)},
     {"GetList_ConnectionOfNull", list_null<42>, lacks(1)},
     {"GetList_Other", list_null<7>, {0}, usual, {}, index_running},
     {"GetList_NoName", list_null<7>, {191, {}, logged}, no_name},
