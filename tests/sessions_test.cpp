@@ -24,9 +24,9 @@ std::string described(const _ConnectionInformation* connection) {
            std::to_string(connection->TargetPort);
 }
 
-class Sysfs : public testing::TestWithParam<host::SysfsForm> {
+class Sessions : public testing::TestWithParam<host::SysfsForm> {
 protected:
-    Sysfs() {
+    Sessions() {
         host::start_stack();
         host::set_initiator_name("iqn.i");
     }
@@ -78,9 +78,9 @@ protected:
     unsigned int count = 0, bytes = 0;
 };
 
-INSTANTIATE_TEST_SUITE_P(Kernels, Sysfs, testing::Values(host::SysfsForm::today, host::SysfsForm::older));
+INSTANTIATE_TEST_SUITE_P(Kernels, Sessions, testing::Values(host::SysfsForm::today, host::SysfsForm::older));
 
-TEST_P(Sysfs, HoldsSessionsInTheOrderOfTheirNumbers) {
+TEST_P(Sessions, HoldsSessionsInTheOrderOfTheirNumbers) {
     for (const int number : {10, 1, 2})
         host::add_session({number, "iqn.t" + std::to_string(number), number + 2000}, GetParam());
     const std::string rest = " 10.0.0.100 to 10.0.0.1:3260;";
@@ -93,7 +93,7 @@ TEST_P(Sysfs, HoldsSessionsInTheOrderOfTheirNumbers) {
         EXPECT_EQ(_QuerySessionID(address, port, target), number) << address << port << target;
 }
 
-TEST_P(Sysfs, HoldsDisksInTheOrderOfTheirLuns) {
+TEST_P(Sessions, HoldsDisksInTheOrderOfTheirLuns) {
     host::add_session({.number = 12,
                        .target = "t",
                        .luns = {{10, "sdd", "4096", "LIO-ORG ", "VIRTUAL-DISK    "},
@@ -110,7 +110,7 @@ TEST_P(Sysfs, HoldsDisksInTheOrderOfTheirLuns) {
               "t:3:0:4:0 sdf 9223372036854775808 V M; 5");
 }
 
-TEST_F(Sysfs, ConnectionsStayValidAndBounded) {
+TEST_F(Sessions, ConnectionsStayValidAndBounded) {
     host::add_session({1});
     const auto read_port = [&](const std::string& port, unsigned int* wanted) {
         host::write_file(connection_1 + "port", port + "\n");
@@ -124,7 +124,7 @@ TEST_F(Sysfs, ConnectionsStayValidAndBounded) {
     EXPECT_EQ(+second->TargetPort, 3261) << "nothing was handed out";
 }
 
-TEST_F(Sysfs, AFailureLeavesNoStaleList) {
+TEST_F(Sessions, AFailureLeavesNoStaleList) {
     const unsigned char session_7[16] = {7};
     auto* const stale = reinterpret_cast<_SessionInformation*>(buffer);
     _SessionInformation* sessions = stale;
@@ -143,7 +143,7 @@ TEST_F(Sysfs, AFailureLeavesNoStaleList) {
     EXPECT_EQ(count, 0U);
 }
 
-TEST_F(Sysfs, MoreThan255Sessions) {
+TEST_F(Sessions, MoreThan255Sessions) {
     for (int number = 1; number <= 300; ++number)
         host::add_session({.number = number, .target = "t", .address = "10.0.0." + std::to_string(number)});
     const std::string listed = sessions();
@@ -152,7 +152,7 @@ TEST_F(Sysfs, MoreThan255Sessions) {
         << "the connection is that of the number's low 8 bits";
 }
 
-TEST_F(Sysfs, ATargetNameIsTheFirstWordOfTheFirstLine) {
+TEST_F(Sessions, ATargetNameIsTheFirstWordOfTheFirstLine) {
     const Rows rows = {{"", ""},
                        {"<NULL>iqn.x\n", ""},
                        {"\niqn.x\n", ""},
@@ -170,7 +170,7 @@ TEST_F(Sysfs, ATargetNameIsTheFirstWordOfTheFirstLine) {
     }
 }
 
-TEST_F(Sysfs, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
+TEST_F(Sessions, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
     for (const int number : {1, 2, 3}) host::add_session({.number = number, .target = "t"});
     host::remove(entry + "2/targetname");
     host::make_link(entry + "9", "nowhere");
@@ -181,7 +181,7 @@ TEST_F(Sysfs, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
     EXPECT_EQ(disks("9"), "0: :0:0:0:0    ; 99") << "it is there, wherever it leads";
 }
 
-TEST_F(Sysfs, TheInitiatorNamesTroublesDoNotReachTheStatus) {
+TEST_F(Sessions, TheInitiatorNamesTroublesDoNotReachTheStatus) {
     host::add_session({1});
     for (const std::string& name : {std::string{}, std::string(224, 'n'), std::string(300, 'n')}) {
         host::set_initiator_name(name);
@@ -190,7 +190,7 @@ TEST_F(Sysfs, TheInitiatorNamesTroublesDoNotReachTheStatus) {
     }
 }
 
-TEST_F(Sysfs, ConnectionsAndDisksFileByFile) {
+TEST_F(Sessions, ConnectionsAndDisksFileByFile) {
     const std::string address = connection_1 + "address", port = connection_1 + "port",
                       initiator = "/sys/class/iscsi_host/host3/ipaddress", whole = "0 10.0.0.100 to ",
                       link = entry + "1/device", bus = "/sys/bus/scsi/devices/3:0:0:0/",
@@ -250,7 +250,7 @@ TEST_F(Sysfs, ConnectionsAndDisksFileByFile) {
     }
 }
 
-TEST_F(Sysfs, ASessionIsNamedByTextOrByItsFirstByte) {
+TEST_F(Sessions, ASessionIsNamedByTextOrByItsFirstByte) {
     for (const int number : {1, 12, 49, 300})
         host::add_session({.number = number, .target = "t" + std::to_string(number), .scsi_host = number});
     const Rows rows = {{"12", "t12"}, {"\x0c", "t12"}, {" +300", "t300"}, {"\x31", "t1"}, {"49", "t49"}};

@@ -326,13 +326,23 @@ TEST_P(Sweep, OutlivesEveryFault) {
     run_without_standard_streams();
 }
 
-TEST(Probes, TakeNoMemory) {
+TEST(Probes, TakeNoMemoryAndBelieveNoListingThatFails) {
     populate_host();
+    faults::trap_system_calls();
     faults::begin({.allocation = 0, .lasting = true});
-    const int answers[] = {check_stack_available(), is_module_loaded(), check_iscsid_instances(),
-                           check_stack_running()};
+    const int answers[] = {check_stack_available(), is_module_loaded(), check_stack_running(),
+                           check_iscsid_instances()};
     EXPECT_EQ(faults::end().counts.allocations, 0);
     EXPECT_EQ(std::vector<int>(std::begin(answers), std::end(answers)), (std::vector{1, 1, 1, 1}));
+    faults::begin({});
+    check_iscsid_instances();
+    const std::vector<faults::SystemCall> calls = faults::end().system_calls;
+    for (int n = 0; n < static_cast<int>(calls.size()); ++n) {
+        if (calls[static_cast<std::size_t>(n)].kind != Kind::list) continue;
+        faults::begin({.system_call = n, .error = EIO});
+        EXPECT_EQ(check_iscsid_instances(), 0) << n;
+        faults::end();
+    }
 }
 
 }  // namespace

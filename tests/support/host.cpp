@@ -97,13 +97,9 @@ std::string module_file() {
     return std::string{"/lib/modules/"} + kernel.release + "/kernel/drivers/scsi/iscsi_tcp.ko";
 }
 
-void install_stack() {
+void start_stack() {
     if (!exists("/etc/iscsi/iscsid.conf")) write_file("/etc/iscsi/iscsid.conf", "");
     if (!exists(module_file())) write_file(module_file(), "");
-}
-
-void start_stack() {
-    install_stack();
     write_file("/proc/modules", "iscsi_tcp 28672 0 - Live 0x0000000000000000\n");
     remove("/proc/4000000");
     write_file("/proc/4000000/cmdline", std::string_view{"/sbin/iscsid\0", 13});

@@ -28,7 +28,6 @@ void obey_permissions(bool obey);
 
 std::string module_file();
 /// The stack as the probes of the library see it.
-void install_stack();
 void start_stack();
 void stop_stack();
 void remove_stack();
