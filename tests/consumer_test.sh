@@ -26,23 +26,23 @@ add_executable(agent agent.cpp)
 target_link_libraries(agent PRIVATE kvlinopinitr::kvlinopinitr)
 CMAKE
 
-# runs NAME PROGRAM LIBRARY_PATH: it lists the session that there is.
-runs() {
-    local said
-    printf '%q ' "$simhost/simhost-command" add-session --target iqn.one --address 10.0.0.1 --port 3260 --sid 7 >"$work/steps"
-    printf '>/tmp/added\nLD_LIBRARY_PATH=%q %q\n' "$3" "$2" >>"$work/steps"
-    said=$("$simhost/simhost-enter" --project "$project" bash "$work/steps" 2>&1) || true
-    [ "$said" = "session 7: iqn.one" ] && return
-    echo "FAIL $1: it said: $said"
+fail() { # NAME SAID
+    printf 'FAIL %s:\n%s\n' "$@"
     failed=1
 }
-# builds NAME COMMAND...
-builds() {
-    "${@:2}" >"$work/log" 2>&1 && return
-    echo "FAIL $1:"
-    cat "$work/log"
-    failed=1
-    return 1
+runs() { # NAME PROGRAM LIBRARY_PATH: it lists the session that there is
+    local said
+    # shellcheck disable=SC2016 # for the shell inside
+    said=$("$simhost/simhost-enter" --project "$project" bash -c '"$1" add-session --target iqn.one --address 10.0.0.1 \
+        --sid 7 >/tmp/added; LD_LIBRARY_PATH=$3 "$2"' bash "$simhost/simhost-command" "$2" "$3" 2>&1) || true
+    [ "$said" = "session 7: iqn.one" ] || fail "$1" "$said"
+}
+builds() { # NAME COMMAND...
+    "${@:2}" >"$work/log" 2>&1 || { fail "$1" "$(<"$work/log")" && return 1; }
+}
+project() { # NAME LIBRARY_PATH CMAKE_OPTION...
+    builds "$1" cmake -S "$work/agent" -B "$work/$1" "${@:3}" &&
+        builds "$1" cmake --build "$work/$1" --parallel 2 && runs "$1" "$work/$1/agent" "$2"
 }
 
 pc=$(find "$work/prefix" -name kvlinopinitr.pc)
@@ -66,17 +66,11 @@ for header in "$project"/include/kvlinopinitr/*.h; do
         -fsyntax-only -include "$header" /dev/null || true
 done
 
-builds find_package cmake -S "$work/agent" -B "$work/found" -DCMAKE_PREFIX_PATH="$work/prefix" \
-    -DCMAKE_CXX_STANDARD=17 && builds find_package cmake --build "$work/found" &&
-    runs find_package "$work/found/agent" "$with_standin"
-builds add_subdirectory cmake -S "$work/agent" -B "$work/embedded" -DPROJECT="$project" \
-    -DCMAKE_CXX_FLAGS=-O0 -DCMAKE_UNITY_BUILD=ON && builds add_subdirectory cmake --build "$work/embedded" --parallel 2 &&
-    runs add_subdirectory "$work/embedded/agent" ""
+project find_package "$with_standin" -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_CXX_STANDARD=17 || true
+project add_subdirectory "" -DPROJECT="$project" -DCMAKE_CXX_FLAGS=-O0 -DCMAKE_UNITY_BUILD=ON || true
 
 for shipped in "$work"/prefix/bin/opinitctl "$libraries"/libkvlinopinitr.so "$libraries"/kvlinopinitr/libkvlinhw.so; do
-    if readelf -d "$shipped" | grep -E "R(UN)?PATH|TEXTREL" || ! readelf -d "$shipped" | grep -q BIND_NOW; then
-        echo "FAIL hardening of $shipped"
-        failed=1
-    fi
+    ! readelf -d "$shipped" | grep -E "R(UN)?PATH|TEXTREL" || fail "paths or relocations" "$shipped"
+    readelf -d "$shipped" | grep -q BIND_NOW || fail "hardening" "$shipped"
 done
 exit $failed

@@ -8,12 +8,11 @@ examples=$1 library=$2 array=iqn.2024-01.example.array failed=0
 
 # says STATUS PATTERN COMMAND...: the command ends with the status, and a line it prints matches.
 says() {
-    local said
+    local said status
     said=$("${@:3}" 2>&1)
-    local status=$?
-    [ "$status" = "$1" ] && grep -qE "$2" <<<"$said" && return
-    echo "FAIL ${*:3}: $status"
-    echo "$said"
+    status=$?
+    [ $status = "$1" ] && grep -qE "$2" <<<"$said" && return
+    printf 'FAIL %s: %s\n%s\n' "${*:3}" $status "$said"
     failed=1
 }
 

@@ -82,7 +82,7 @@ STARTED = ("module loaded", "daemon")
 
 
 def examine(*options, rights=()):
-    """The findings by check, and those of what was mended."""
+    # The findings by check, and those of what was mended.
     done = run(*rights, PROGRAM, "doctor", "--json", *options)
     rows = json.loads(done.stdout)
     problems = sum(row["result"] == "problem" and row["done"] is None for row in rows)
@@ -96,7 +96,7 @@ def all_is_well(name):
 
 
 def try_fix(cause, name):
-    """Mends what was broken, and takes that back as the doctor said."""
+    # Mends what was broken, and takes that back as the doctor said.
     after, mended = examine("--fix", "--yes")
     check(f"{cause}: is mended", after[name]["result"] == "ok" and name in [row["check"] for row in mended], after)
     for row in reversed(mended):

@@ -18,7 +18,7 @@ def samples(families):
 
 
 def metrics():
-    """The samples, the same to both parsers, and the families by name."""
+    # The samples, the same to both parsers, and the families by name.
     text = opinitctl("metrics").stdout
     families = list(openmetrics.text_string_to_metric_families(text))
     older = samples(parser.text_string_to_metric_families(text))

@@ -22,7 +22,7 @@ CALLS = pathlib.Path("/run/simhost/calls.log")
 
 
 class Terminal(pexpect.spawn):
-    """A program at a terminal of its own."""
+    # A program at a terminal of its own.
 
     def __init__(self, program, *arguments, columns=80):
         super().__init__(program, list(arguments), timeout=20, dimensions=(24, columns), encoding="utf-8",
@@ -38,7 +38,7 @@ class Terminal(pexpect.spawn):
             self.sendline(answer)
 
     def press(self, key, text):
-        """Again where the key came between a prompt and the wait for its answer: it then waits for the next key."""
+        # Again where the key came between a prompt and the wait for its answer: it then waits for the next key.
         for _ in range(10):
             self.send(key)
             if self.expect_exact([text, pexpect.TIMEOUT], timeout=3) == 0:
@@ -46,7 +46,7 @@ class Terminal(pexpect.spawn):
         check(f"{key!r} gives {text!r}", False, self.shown())
 
     def end(self):
-        """The exit status, none for a signal."""
+        # The exit status, none for a signal.
         self.expect([pexpect.EOF, pexpect.TIMEOUT])
         self.close()
         return self.exitstatus

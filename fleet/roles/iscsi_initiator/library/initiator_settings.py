@@ -10,7 +10,8 @@ def main():
     present = {entry["key"]: entry["value"] for entry in opinitctl.ask("config")}
     hidden = [key for key in wanted if "password" in key]
     if hidden:
-        module.fail_json(msg="opinitctl does not tell a secret, so nobody knows whether it differs: " + ", ".join(hidden))
+        module.fail_json(msg="opinitctl does not tell a secret, so nobody knows whether it differs: "
+                             + ", ".join(hidden))
     changes = {key: value for key, value in wanted.items() if present.get(key) != value}
     if changes and not module.check_mode:
         opinitctl.ask("config", "set", *["%s=%s" % change for change in sorted(changes.items())])
