@@ -15,6 +15,7 @@ from support import simulated
 from support.simulated import PROGRAM, check, replace_command, shell
 
 simulated.enter()
+signal.signal(signal.SIGHUP, signal.SIG_DFL)  # nohup ignores it for all that it runs
 ARRAY = "iqn.2024-01.example.array"
 LOGIN = (PROGRAM, "login", f"{ARRAY}:empty", "10.0.0.2")
 CTRL_C, CTRL_Z = "\x03", "\x1a"
