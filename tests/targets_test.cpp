@@ -125,6 +125,11 @@ TEST(TargetList, ProbesEntriesOfAllKindsWhereTheLastUsableOneStands) {
     host::remove("/sys/class/iscsi_host/host4/ipaddress");
     host::remove("/sys/class/iscsi_connection/connection5:0/port");
     EXPECT_EQ(listed(), "1 a; 1 b persistent; 1 c logged-in; 1 a logged-in persistent; ");
+    char name[] = "a";
+    _TargetPortalGroups* portals = nullptr;
+    EXPECT_EQ(_GetPortalGroups(name, name, &portals), 0);
+    EXPECT_EQ(next_record(portals), nullptr) << "those of the first directory alone";
+    std::free(portals);
 }
 
 TEST(TargetList, TakesPersistenceFromTheFirstDecidingPieceOfTheNodeRecord) {
