@@ -399,7 +399,7 @@ TEST(Writers, LeaveNoLockWithAChildAndDoNotWaitForEver) {
     fill();
     pid_t child = -1;
     at("fsync", 0640, [&] {
-        if ((child = fork()) == 0) pause();
+        if (child < 0 && (child = fork()) == 0) pause();
     });
     EXPECT_EQ(set({{14, "1"}}), -1);
     int pauses = 0;
