@@ -66,7 +66,7 @@ temporary directory|problem+|without the sticky bit*chmod +t|chmod 777 /tmp
 temporary directory|problem|Permission denied*nothing is captured*as root|chmod 555 /tmp%
 captured output|problem+|a directory with something in it*every login counts as done|mkdir -p $TAKEN/x
 captured output|note+|a FIFO, and will be removed|mkfifo $TAKEN
-captured output|note+|a link, and will be removed|ln -s $CONF $TAKEN; ln -s x $TAKEN.aside
+captured output|note+|a link, and will be removed|ln -s $CONF $TAKEN
 captured output|note+|another name elsewhere|touch $TAKEN; ln $TAKEN /tmp/tmp.x
 copy of the settings|problem+|settings cannot be changed|mkdir -p /tmp/tmpiscsidconf.txt/x
 sessions|problem|3 to iqn.t at 10.0.0.1:3260 (failed)*stop answers 189|$ADD --sid 3; echo FAILED >${SESSION}3/state
