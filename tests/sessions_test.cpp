@@ -205,7 +205,7 @@ TEST_F(Sessions, ConnectionsAndDisksFileByFile) {
         {address, "<NULL>\n", whole + "0:3260"},
         {address, "", whole + "0:3260"},
         {address, "..10.0..0.010.\n", whole + "10.0.0.10:3260"},
-        {address, "fe80::1\n", whole + "0:3260"},
+        {address, "2001:db8::1\n", whole + "0:3260"},
         {address, n16 + ".17.18.19.20\n", whole + n16 + ":3260"},
         {initiator, n16 + ".17.18.19.20\n", "0 " + n16 + " to 10.0.0.1:3260"},
         {address, "266.256.-1.99999999999999999999.x. 7\n", whole + "10.0.255.255:3260"},
