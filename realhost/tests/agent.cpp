@@ -7,6 +7,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -19,19 +20,19 @@ namespace {
 
 using Byte = unsigned char;
 using Words = std::vector<std::string>;
+/// What is passed, be it a number or a pointer.
+using Word = std::uintptr_t;
+using Argument = Word (*)(const Words&);
+
+constexpr std::size_t property_bytes = 260;
+constexpr int end_of_properties = 78;
 
 alignas(16) Byte object[1040];
 Byte buffer[1 << 20];
-Byte* const nothing = nullptr;
+Byte request[property_bytes * 36];
+Byte address_bytes[16];
 unsigned int count;
 unsigned int bytes;
-std::FILE* answer;
-
-template <class Result = unsigned int, class... Arguments>
-Result call(int slot, Arguments... arguments) {
-    void** table = *reinterpret_cast<void***>(object);
-    return reinterpret_cast<Result (*)(void*, Arguments...)>(table[2 + slot])(object, arguments...);
-}
 
 template <class Number>
 Number number_at(const Byte* place) {
@@ -40,192 +41,184 @@ Number number_at(const Byte* place) {
     return number;
 }
 
-const char* text_at(const Byte* place) {
+std::string text_at(const Byte* place) {
     return reinterpret_cast<const char*>(place);
 }
 
-std::string dotted(const Byte* address) {
-    char text[INET_ADDRSTRLEN];
-    return inet_ntop(AF_INET, address, text, sizeof text);
+template <class Value>
+void put(std::size_t place, const Value& value) {
+    std::memcpy(request + place, &value, sizeof value);
 }
 
-Byte* address_of(const std::string& dotted_text) {
-    static Byte address[4];
-    inet_pton(AF_INET, dotted_text.c_str(), address);
-    return address;
+void put(std::size_t place, const std::string& text) {
+    std::memcpy(request + place, text.c_str(), text.size() + 1);
 }
 
-/// Session numbers as sessions are named in records.
-Byte* identifier(const std::string& number) {
-    static Byte block[16];
-    block[0] = static_cast<Byte>(std::stoi(number));
-    return block;
-}
-
-/// The disk queries take decimal text too: "text:NUMBER".
-const Byte* session(const std::string& reference) {
-    const bool text = reference.starts_with("text:");
-    return text ? reinterpret_cast<const Byte*>(reference.c_str() + 5) : identifier(reference);
-}
-
-std::string portal(const Byte* connection) {
-    return dotted(connection + 17) + ":" + std::to_string(number_at<unsigned short>(connection + 35));
-}
-
-void show_targets() {
-    for (const Byte* record = buffer; record < buffer + bytes; record += 9676) {
-        std::fprintf(answer, "%s%s%s\n", text_at(record + 4), record[516] != 0 ? "+" : "",
-                     record[517] != 0 ? "*" : "");
+std::string properties_at(const Byte* record) {
+    std::string lines;
+    for (; record < buffer + bytes && number_at<int>(record) != end_of_properties; record += property_bytes) {
+        lines +=
+            (lines.empty() ? "" : "\n") + std::to_string(number_at<int>(record)) + '=' + text_at(record + 4);
     }
+    return lines;
 }
 
-void show_sessions() {
-    for (const Byte* record = buffer; record < buffer + bytes; record += 554) {
-        const auto* connection = number_at<const Byte*>(record + 546);
-        std::fprintf(answer, "%d %s %s from %s as %s\n", record[512], text_at(record + 256),
-                     connection == nullptr ? "nowhere" : portal(connection).c_str(),
-                     connection == nullptr ? "nowhere" : dotted(connection + 1).c_str(), text_at(record));
+std::string described(const char* form, const Byte* record);
+
+std::string field(char kind, const Byte* place) {
+    char dotted[INET_ADDRSTRLEN];
+    if (kind == 's') return text_at(place);
+    if (kind == 'b') return std::to_string(*place);
+    if (kind == 'h') return std::to_string(number_at<std::uint16_t>(place));
+    if (kind == 'u') return std::to_string(number_at<std::uint32_t>(place));
+    if (kind == 'a') return inet_ntop(AF_INET, place, dotted, sizeof dotted);
+    if (kind == 'p') return properties_at(place);
+    if (kind != 'c') return *place == 0 ? "" : std::string(1, kind);
+    const auto* const connection = number_at<const Byte*>(place);
+    return connection == nullptr ? "nowhere" : described("%a17:%h35 from %a1", connection);
+}
+
+/// Fills into the form what stands in the record: "%s64" is the text at byte 64, "%+516" a plus if byte 516
+/// is set.
+std::string described(const char* form, const Byte* record) {
+    std::string text;
+    while (*form != '\0') {
+        if (*form != '%') {
+            text += *form++;
+            continue;
+        }
+        char* end = nullptr;
+        const auto place = std::strtoul(form + 2, &end, 10);
+        text += field(form[1], record + place);
+        form = end;
     }
+    return text;
 }
 
-void show_disks() {
-    for (const Byte* record = buffer; record < buffer + bytes; record += 709) {
-        std::fprintf(answer, "%d:%d:%d:%d %s %s %s %s\n", record[96], record[97], record[98], record[99],
-                     text_at(record + 64), text_at(record), text_at(record + 101), text_at(record + 133));
-    }
+template <Word number>
+Word is(const Words&) {
+    return number;
 }
 
-void show_portals() {
-    for (const Byte* record = buffer; record < buffer + bytes; record += 29) {
-        std::fprintf(answer, "%s:%u,%d\n", dotted(record).c_str(), number_at<unsigned int>(record + 17),
-                     record[16]);
-    }
+template <auto& place>
+Word at(const Words&) {
+    return reinterpret_cast<Word>(&place);
 }
 
-void show_connection() {
-    if (bytes == 0) return;
-    std::fprintf(answer, "%s from %s\n", portal(buffer).c_str(), dotted(buffer + 1).c_str());
+Word address(const Words& words) {
+    inet_pton(AF_INET, words[1].c_str(), address_bytes);
+    return reinterpret_cast<Word>(address_bytes);
 }
 
-void show_properties(const Byte* record) {
-    for (; record < buffer + bytes && number_at<unsigned int>(record) != 78; record += 260) {
-        std::fprintf(answer, "%u=%s\n", number_at<unsigned int>(record), text_at(record + 4));
-    }
+/// A number as sessions are named in records; the disk queries take decimal text too: "text:NUMBER".
+template <std::size_t place>
+Word session(const Words& words) {
+    const bool is_text = words.back().starts_with("text:");
+    put(place, is_text ? words.back().substr(5) : std::string(1, static_cast<char>(std::stoi(words.back()))));
+    return at<request>(words);
 }
 
-/// GetList TYPE OBJECT: the object is a target's name, or a session's number.
-unsigned int get_list(const Words& words) {
-    static Byte record[9676];
-    const int type = std::stoi(words[1]);
-    const bool connections = type == 42;
-    if (connections) {
-        record[512] = *identifier(words[2]);
-    } else {
-        std::strcpy(reinterpret_cast<char*>(record) + 4, words[2].c_str());
-    }
-    void** table = *reinterpret_cast<void***>(object);
-    using GetList = unsigned int (*)(void*, int, int, void*, unsigned int*, ...);
-    const auto operation = reinterpret_cast<GetList>(table[2 + 24]);
-    const unsigned int status = operation(object, 1, type, buffer, &bytes, type == 40 ? record + 4 : record);
-    connections ? show_connection() : show_portals();
-    return status;
+/// A target's record, or where its name stands.
+template <std::size_t offset>
+Word target(const Words& words) {
+    put(4, words.back());
+    return at<request>(words) + offset;
 }
 
-/// LoginTarget NAME ADDRESS [OPTION=VALUE...], the options named after the fields of the request.
-unsigned int log_in(const Words& words) {
-    static const std::map<std::string, int> fields = {
+/// NAME ADDRESS [OPTION=VALUE...], the options named after the fields of the record.
+Word login(const Words& words) {
+    static const std::map<std::string, std::size_t> fields = {
         {"user", 298},    {"secret", 362}, {"user_in", 382},       {"secret_in", 446},
         {"startup", 296}, {"chap", 297},   {"header_digest", 466}, {"data_digest", 467}};
-    Byte request[468] = {1};
-    std::strcpy(reinterpret_cast<char*>(request) + 4, words[1].c_str());
-    std::memcpy(request + 261, address_of(words[2]), 4);
-    const unsigned short port = 3260;
-    std::memcpy(request + 277, &port, sizeof port);
+    put(0, 1);
+    put(4, words[1]);
+    put(261, inet_addr(words[2].c_str()));
+    put(277, std::uint16_t{3260});
     for (std::size_t i = 3; i < words.size(); ++i) {
-        const std::size_t equals = words[i].find('=');
+        const std::size_t equals = words[i].find('='), place = fields.at(words[i].substr(0, equals));
         const std::string value = words[i].substr(equals + 1);
-        const int place = fields.at(words[i].substr(0, equals));
-        if (value.size() == 1) {
-            request[place] = static_cast<Byte>(value[0] - '0');
-        } else {
-            std::memcpy(request + place, value.c_str(), value.size());
-        }
+        value.size() == 1 ? put(place, static_cast<Byte>(value[0] - '0')) : put(place, value);
     }
-    return call(14, static_cast<void*>(request));
+    return at<request>(words);
 }
 
-unsigned int set_properties(const Words& words) {
-    static Byte list[260 * 36];
-    std::memset(list, 0, sizeof list);
-    Byte* record = list;
-    for (std::size_t i = 1; i < words.size(); ++i, record += 260) {
-        const int id = std::stoi(words[i]);
-        std::memcpy(record, &id, sizeof id);
-        std::strcpy(reinterpret_cast<char*>(record) + 4, words[i].substr(words[i].find('=') + 1).c_str());
+/// ID=VALUE...
+Word properties(const Words& words) {
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        put((i - 1) * property_bytes, std::stoi(words[i]));
+        put((i - 1) * property_bytes + 4, words[i].substr(words[i].find('=') + 1));
     }
-    const int end = 78;
-    std::memcpy(record, &end, sizeof end);
-    return call(23, 1, static_cast<void*>(list));
+    put((words.size() - 1) * property_bytes, end_of_properties);
+    return at<request>(words);
 }
 
-void show_node() {
-    std::fprintf(answer, "%s running=%d\n", text_at(buffer + 8), buffer[796]);
-    show_properties(buffer + 797);
-}
-
-void show_version() {
-    std::fprintf(answer, "%s %#x\n", text_at(buffer), number_at<unsigned int>(buffer + 20));
-}
-
-void show_module() {
-    std::fprintf(answer, "%s; %s; %s\n", text_at(buffer), text_at(buffer + 64), text_at(buffer + 128));
-}
-
-unsigned int listed(unsigned int status, void (*show)()) {
-    if (status == 0) show();
-    return status;
-}
-
-unsigned int counted(unsigned int status) {
-    std::fprintf(answer, "%u\n", count);
-    return status;
-}
-
-void* const room = buffer;
-constexpr unsigned short iscsi_port = 3260;
-
-const std::map<std::string, unsigned int (*)(const Words&)> operations = {
-    {"IsServiceAvailable", [](const Words&) { return call(1); }},
-    {"StartInitiator", [](const Words&) { return call(2, 1); }},
-    {"StopInitiator", [](const Words&) { return call(3, 1); }},
-    {"GetInitiatorList", [](const Words&) { return listed(call(4, room, &bytes), show_node); }},
-    {"GetInitiatorGlobals",
-     [](const Words&) { return listed(call(5, room, &bytes), [] { show_properties(buffer); }); }},
-    {"GetLibVersion", [](const Words&) { return listed(call(6, room), show_version); }},
-    {"GetInitiatorVersion", [](const Words&) { return listed(call(7, room, &bytes), show_module); }},
-    {"GetTargetList", [](const Words&) { return listed(call(10, 1, 0, room, &bytes), show_targets); }},
-    {"DiscoverTarget",
-     [](const Words& words) {
-         return listed(call(13, 1, address_of(words[1]), iscsi_port, nothing, room, &count, &bytes),
-                       show_targets);
-     }},
-    {"LoginTarget", log_in},
-    {"LogoutTarget", [](const Words& words) { return call(15, 1, identifier(words[1])); }},
-    {"QuerySessionCount", [](const Words&) { return counted(call(16, &count)); }},
-    {"QuerySessionList", [](const Words&) { return listed(call(17, room, &count, &bytes), show_sessions); }},
-    {"QueryDiskCount", [](const Words& words) { return counted(call(18, session(words[1]), &count)); }},
-    {"QueryDisks",
-     [](const Words& words) {
-         return listed(call(19, session(words[1]), room, &count, &bytes), show_disks);
-     }},
-    {"RemoveTarget",
-     [](const Words& words) { return call(20, 1, address_of(words[1]), iscsi_port, nothing); }},
-    {"RemovePersistentTarget",
-     [](const Words& words) { return call(21, 1, nothing, address_of(words[1]), 3260u, nothing); }},
-    {"SetProperty", set_properties},
-    {"GetList", get_list},
-    {"message", [](const Words&) { return std::fprintf(answer, "%s\n", text_at(object + 9)), 0u; }},
+struct Operation {
+    const char* name;
+    int slot;
+    std::vector<Argument> arguments;
+    /// What is shown of each record.
+    const char* form = "";
+    /// Of a record; 0 where there is always one.
+    std::size_t record_bytes = 0;
 };
+
+const Operation operations[] = {
+    {"IsServiceAvailable", 1, {}},
+    {"StartInitiator", 2, {is<1>}},
+    {"StopInitiator", 3, {is<1>}},
+    {"GetInitiatorList", 4, {at<buffer>, at<bytes>}, "%s8 running=%b796\n%p797"},
+    {"GetInitiatorGlobals", 5, {at<buffer>, at<bytes>}, "%p0"},
+    {"GetLibVersion", 6, {at<buffer>}, "%s0 %u20"},
+    {"GetInitiatorVersion", 7, {at<buffer>, at<bytes>}, "%s0; %s64; %s128"},
+    {"GetTargetList", 10, {is<1>, is<0>, at<buffer>, at<bytes>}, "%s4%+516%*517", 9676},
+    {"DiscoverTarget",
+     13,
+     {is<1>, address, is<3260>, is<0>, at<buffer>, at<count>, at<bytes>},
+     "%s4%+516%*517",
+     9676},
+    {"LoginTarget", 14, {login}},
+    {"LogoutTarget", 15, {is<1>, session<0>}},
+    {"QuerySessionCount", 16, {at<count>}},
+    {"QuerySessionList", 17, {at<buffer>, at<count>, at<bytes>}, "%b512 %s256 %c546 as %s0", 554},
+    {"QueryDiskCount", 18, {session<0>, at<count>}},
+    {"QueryDisks",
+     19,
+     {session<0>, at<buffer>, at<count>, at<bytes>},
+     "%b96:%b97:%b98:%b99 %s64 %s0 %s101 %s133",
+     709},
+    {"RemoveTarget", 20, {is<1>, address, is<3260>, is<0>}},
+    {"RemovePersistentTarget", 21, {is<1>, is<0>, address, is<3260>, is<0>}},
+    {"SetProperty", 23, {is<1>, properties}},
+    {"GetList 40", 24, {is<1>, is<40>, at<buffer>, at<bytes>, target<4>}, "%a0:%u17,%b16", 29},
+    {"GetList 41", 24, {is<1>, is<41>, at<buffer>, at<bytes>, target<0>}, "%a0:%u17,%b16", 29},
+    {"GetList 42", 24, {is<1>, is<42>, at<buffer>, at<bytes>, session<512>}, "%a17:%h35 from %a1", 74},
+};
+
+/// The answer to one line.
+std::string answer(const std::string& line) {
+    std::istringstream stream(line);
+    const Words words{std::istream_iterator<std::string>(stream), {}};
+    if (words[0] == "message") return text_at(object + 9) + "\n= 0\n";
+    const auto& operation = *std::find_if(std::begin(operations), std::end(operations),
+                                          [&line](const auto& each) { return line.starts_with(each.name); });
+    std::fill(std::begin(buffer), std::end(buffer), 0xAA);
+    std::fill(std::begin(request), std::end(request), 0);
+    count = bytes = 0;
+    Word given[7] = {};
+    std::transform(operation.arguments.begin(), operation.arguments.end(), given,
+                   [&words](Argument argument) { return argument(words); });
+    void** const table = *reinterpret_cast<void***>(object);
+    using Function = unsigned int (*)(void*, Word, Word, Word, Word, Word, Word, Word);
+    const unsigned int status = reinterpret_cast<Function>(table[2 + operation.slot])(
+        object, given[0], given[1], given[2], given[3], given[4], given[5], given[6]);
+
+    std::string shown = line.find("Count") != line.npos ? std::to_string(count) + '\n' : "";
+    const std::size_t step = operation.record_bytes, end = status != 0 ? 0 : step == 0 ? 1 : bytes;
+    for (std::size_t i = 0; i < end && *operation.form != '\0'; i += std::max<std::size_t>(step, 1)) {
+        shown += described(operation.form, buffer + i) + '\n';
+    }
+    return shown + "= " + std::to_string(status) + '\n';
+}
 
 }  // namespace
 
@@ -234,18 +227,9 @@ int main(int, char** arguments) {
     if (library == nullptr) return std::fprintf(stderr, "%s\n", dlerror()), 1;
     reinterpret_cast<void (*)(void*)>(dlsym(library, "_ZN13OpenInitiatorC1Ev"))(object);
 
-    answer = fdopen(4, "w");
     for (const int descriptor : {3, 4}) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     std::FILE* const questions = fdopen(3, "r");
     char line[1024];
-    while (std::fgets(line, sizeof line, questions) != nullptr) {
-        std::istringstream stream(line);
-        const Words words{std::istream_iterator<std::string>(stream), {}};
-        std::fill(std::begin(buffer), std::end(buffer), 0xAA);
-        count = bytes = 0;
-        const unsigned int status = operations.at(words.at(0))(words);
-        std::fprintf(answer, "= %u\n", status);
-        std::fflush(answer);
-    }
+    while (std::fgets(line, sizeof line, questions) != nullptr) dprintf(4, "%s", answer(line).c_str());
     return 0;
 }
