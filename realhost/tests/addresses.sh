@@ -30,9 +30,8 @@ row "a record made by hand" "It can be logged in to, but is not listed and canno
 iscsiadm -m node -u >/dev/null
 iscsiadm -m node -o delete
 for name in left right; do
-    iscsiadm -m iface -I $name -o new >/dev/null
-    iscsiadm -m iface -I $name -o update -n iface.net_ifacename -v lo >/dev/null
-done
+    iscsiadm -m iface -I $name -o new && iscsiadm -m iface -I $name -o update -n iface.net_ifacename -v lo
+done >/dev/null
 ask DiscoverTarget 10.0.0.1
 row "two interfaces are defined, and records are bound to them; a login" "It makes a session by each; nothing tells them apart but their numbers. Startup is read from records of the interface \`default\`: it does not show." \
     LoginTarget :disks 10.0.0.1 startup=1 , QuerySessionList , GetTargetList

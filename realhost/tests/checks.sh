@@ -65,14 +65,8 @@ for_each() {
 }
 
 # answers WANT[|WANT...] OPERATION...: the last WANT goes for all that follow.
-answers() {
-    local wants=$1
-    for_each answered "${@:2}"
-}
-answered() {
-    check "$*" "${answer//\~/ }" "${wants%%|*}"
-    wants=${wants#*|}
-}
+answers() { local wants=$1; for_each answered "${@:2}"; }
+answered() { check "$*" "${answer//\~/ }" "${wants%%|*}"; wants=${wants#*|}; }
 
 # section TITLE: begins a table of the document.
 section() {
@@ -81,10 +75,7 @@ section() {
 }
 
 # row SITUATION ADVICE OPERATION...: asks, and writes what came of it into the document.
-row() {
-    local situation=$1 advice=$2
-    for_each write_row "${@:3}"
-}
+row() { local situation=$1 advice=$2; for_each write_row "${@:3}"; }
 write_row() {
     local said
     said=$(sed -n "s/$array//g; /^iscsiadm: /p; s/^\[\(exit [^0].*\)\]/\1/p" /run/iscsiadm.log | uniq | paste -sd'~')
@@ -110,10 +101,7 @@ disks_settled() {
     done
 }
 
-kill_daemon() {
-    killall -q iscsid
-    wait_until eval '! pidof iscsid'
-}
+kill_daemon() { killall -q iscsid; wait_until eval '! pidof iscsid'; }
 
 the_session() { ls /sys/class/iscsi_session | tr -dc 0-9; }
 

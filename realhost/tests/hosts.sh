@@ -21,10 +21,7 @@ wait_until systemctl is-failed iscsid.service
 row "the daemon died" "systemd ends the log writer, too: no half daemon. A start is enough." QuerySessionCount , StartInitiator
 kill_daemon
 row "the daemon was ended" "The socket still stands, but the library asks for the process." DiscoverTarget 10.0.0.1
-iscsiadm_by_hand() {
-    systemctl reset-failed
-    iscsiadm -m discovery -t st -p 10.0.0.1 >/dev/null
-}
+iscsiadm_by_hand() { systemctl reset-failed && iscsiadm -m discovery -t st -p 10.0.0.1 >/dev/null; }
 iscsiadm_by_hand
 row "the same; somebody ran iscsiadm" "iscsiadm starts the daemon itself, by the socket or \`iscsid.startup\`." QuerySessionCount
 row "Red Hat of today" "Ends the socket, too, which would start the daemon again." StopInitiator
