@@ -7,12 +7,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 
 #include "doctor/check.h"
 #include "doctor/fixes.h"
 #include "doctor/host.h"
 #include "kvlinopinitr/open_initiator_functions.h"
+#include "shell_output.h"
 
 namespace opinitctl::doctor {
 namespace {
@@ -29,7 +29,7 @@ Check administration_command() {
 
 /// The shell's own answer: one that takes the redirection for two commands prints the word.
 bool shell_captures() {
-    const std::unique_ptr<FILE, decltype(&pclose)> shell(popen("echo word 1&>/dev/null", "r"), pclose);
+    const ShellOutput shell(popen("echo word 1&>/dev/null", "r"));
     return shell != nullptr && std::fgetc(shell.get()) == EOF;
 }
 

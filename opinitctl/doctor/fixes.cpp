@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <system_error>
 #include <thread>
 
@@ -18,6 +17,7 @@
 #include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "operation.h"
+#include "shell_output.h"
 
 namespace opinitctl::doctor {
 namespace {
@@ -51,7 +51,7 @@ void end_daemon(const std::string& process) {
 
 /// What open-iscsi's own generator of names prints.
 std::string generated_name() {
-    const std::unique_ptr<FILE, decltype(&pclose)> command(popen("iscsi-iname 2>/dev/null", "r"), pclose);
+    const ShellOutput command(popen("iscsi-iname 2>/dev/null", "r"));
     char line[256] = {};
     if (command == nullptr || std::fgets(line, sizeof line, command.get()) == nullptr) return "";
     const std::string name = line;
