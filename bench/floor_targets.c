@@ -10,31 +10,46 @@ static const char discovery_database[] = "/var/lib/iscsi/send_targets";
 
 static struct listing names; /* of sessions or portals */
 
-/* Which targets are logged in where: "NAME ADDRESS PORT", in a table that is found by hash. */
-static char logged_in[1024][320];
+/* Sessions by the hash of their target's name. Where one goes is read when its target is listed. */
+static struct live {
+    char target[256], portal[64];
+    int number;
+    struct live* next;
+} sessions[1024], *buckets[1024];
 
-static char* slot(const char* key) {
+static struct live** bucket(const char* target) {
     uint32_t hash = 2166136261;
-    for (const char* at = key; *at != '\0'; ++at) hash = (hash ^ (unsigned char)*at) * 16777619;
-    while (logged_in[hash & 1023][0] != '\0' && strcmp(logged_in[hash & 1023], key) != 0) ++hash;
-    return logged_in[hash & 1023];
+    for (const char* at = target; *at != '\0'; ++at) hash = (hash ^ (unsigned char)*at) * 16777619;
+    return &buckets[hash & 1023];
 }
 
-static void read_logged_in(void) {
-    char key[320], name[256];
-    memset(logged_in, 0, sizeof logged_in);
-    const int classes = open_classes();
+static void read_sessions(int classes) {
+    memset(buckets, 0, sizeof buckets);
     close(open_listed(&names, classes, "iscsi_session", ""));
     for (size_t i = 0; i < names.count; ++i) {
-        struct connection connection = {0};
-        memset(name, 0, sizeof name);
-        read_target_name(classes, names.names[i], name);
-        read_portal(classes, session_number(names.names[i]), &connection);
-        snprintf(key, sizeof key, "%s %u.%u.%u.%u %u", name, connection.target[0], connection.target[1],
-                 connection.target[2], connection.target[3], connection.port);
-        strcpy(slot(key), key);
+        struct live* const session = &sessions[i];
+        memset(session, 0, sizeof *session);
+        read_target_name(classes, names.names[i], session->target);
+        session->number = session_number(names.names[i]);
+        session->next = *bucket(session->target);
+        *bucket(session->target) = session;
     }
-    close(classes);
+}
+
+static const char* portal_of(int classes, struct live* session) {
+    struct connection connection = {0};
+    if (session->portal[0] != '\0') return session->portal;
+    read_portal(classes, session->number, &connection);
+    snprintf(session->portal, sizeof session->portal, "%u.%u.%u.%u %u", connection.target[0], connection.target[1],
+             connection.target[2], connection.target[3], connection.port);
+    return session->portal;
+}
+
+static unsigned char logged_in(int classes, const char* target, const char* portal) {
+    for (struct live* session = *bucket(target); session != NULL; session = session->next) {
+        if (strcmp(session->target, target) == 0 && strcmp(portal_of(classes, session), portal) == 0) return 1;
+    }
+    return 0;
 }
 
 /* Splits "NAME,ADDRESS,PORT,TAG,INTERFACE" in place. */
@@ -62,10 +77,10 @@ static unsigned char starts_automatically(const char* name, const struct entry* 
 
 static struct listing entries;
 
-static struct target* add_targets(int database, const char* portal, struct target* target) {
+static struct target* add_targets(int database, int classes, const char* portal, struct target* target) {
     struct target* const first = target;
-    struct entry entry = {0};
-    char key[320];
+    struct entry entry = {"", "", "", ""};
+    char where[64];
     close(open_listed(&entries, database, portal, ""));
     for (size_t i = 0; i < entries.count; ++i) {
         entry = split((char*)entries.names[i]);
@@ -76,10 +91,10 @@ static struct target* add_targets(int database, const char* portal, struct targe
         target->node_index = 1;
         ++target;
     }
+    snprintf(where, sizeof where, "%s %s", entry.address, entry.port);
     for (struct target* record = first; record != target; ++record) {
         record->persistent = starts_automatically(record->name, &entry);
-        snprintf(key, sizeof key, "%s %s %s", record->name, entry.address, entry.port);
-        record->logged_in = slot(key)[0] != '\0';
+        record->logged_in = logged_in(classes, record->name, where);
     }
     return target;
 }
@@ -87,10 +102,12 @@ static struct target* add_targets(int database, const char* portal, struct targe
 struct answer targets(const char* unused, unsigned char* buffer) {
     struct target* target = (struct target*)buffer;
     (void)unused;
-    read_logged_in();
+    const int classes = open_classes();
+    read_sessions(classes);
     const int database = open_listed(&names, AT_FDCWD, discovery_database, "");
-    for (size_t i = 0; i < names.count; ++i) target = add_targets(database, names.names[i], target);
+    for (size_t i = 0; i < names.count; ++i) target = add_targets(database, classes, names.names[i], target);
     close(database);
+    close(classes);
     return (struct answer){success, 0, (unsigned int)((unsigned char*)target - buffer)};
 }
 

@@ -37,17 +37,21 @@ bool read_setting(std::string_view line, _iSCSI_Property& entry) {
     return true;
 }
 
-/// Appends what iscsid.conf sets behind the first `count` entries and returns how many there are then.
-unsigned int read_settings(_InitiatorNode& node, unsigned int count) {
+/// Appends what iscsid.conf sets behind the first `known` entries and returns how many there are then. Nothing
+/// of a file that cannot be read to its end: half of the settings would look like all of them.
+unsigned int read_settings(_InitiatorNode& node, unsigned int known) {
     const File file{iscsid_conf, Access::read_and_write};
-    if (!file) return count;
+    if (!file) return known;
+    unsigned int count = known;
     LineReader lines{file, settings_line_limit};
     while (count < most_entries) {
         const auto line = lines.next();
         if (!line) break;
         if (read_setting(*line, node.properties[count])) ++count;
     }
-    return count;
+    if (!lines.failed()) return count;
+    std::fill(node.properties + known, node.properties + count, _iSCSI_Property{});
+    return known;
 }
 
 }  // namespace
