@@ -68,8 +68,8 @@ TEST_F(StartStop, StartsOnTheDistribution) {
         host::stop_stack();
         host::write_file("/proc/modules", "iscsi_tcp 28672 0 - Live 0x0\n");
         lay_out(banner, os_release, missing);
-        shell::answer({{0, 0, ""}, {std::max(end, 0), EPERM, ""}}, [end = end](std::string_view run) {
-            if (end >= 0 && run.find(" start") != run.npos) host::start_stack();
+        shell::answer({{0, 0, ""}, {std::max(end, 0), EPERM, ""}}, [script = end](std::string_view run) {
+            if (script >= 0 && run.find(" start") != run.npos) host::start_stack();
         });
         EXPECT_EQ(initiator.StartInitiator(1), status);
         Lines commands{"modprobe iscsi_tcp"};
@@ -111,8 +111,8 @@ TEST_F(StartStop, StopsOnTheDistribution) {
         host::start_stack();
         lay_out(banner, "", missing);
         errno = 0;
-        shell::answer(answers, [stop = stop](std::string_view) {
-            if (stop) host::stop_stack();
+        shell::answer(answers, [stops_it = stop](std::string_view) {
+            if (stops_it) host::stop_stack();
         });
         EXPECT_EQ(initiator.StopInitiator(1), status);
         EXPECT_EQ(shell::commands(), commands);
