@@ -1,6 +1,6 @@
-# The packages that ./package makes, OPINIT_PACKAGES being DEB or RPM: the components of cmake/install.cmake under the names that distributions use,
-# with the papers that Debian asks of each.
-set(CPACK_COMPONENTS_ALL library development tool standin)
+# The packages that ./package makes, OPINIT_PACKAGES being DEB or RPM: the components of cmake/install.cmake under the
+# names that distributions use, with the papers that Debian asks of each.
+set(CPACK_COMPONENTS_ALL library development standin)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each has its own
 set(CPACK_PACKAGE_CONTACT "${OPINIT_PACKAGER}")
@@ -22,7 +22,9 @@ set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_LICENSE "not stated")
 # The runtime library is the maker's, who may deliver it in another way; the stand-in is found by nobody unasked.
 set(CPACK_RPM_SPEC_MORE_DEFINE
-    "%global __requires_exclude ^libkvlinhw[.]so\n%global __provides_exclude ^libkvlinhw[.]so\n%global _build_id_links none")
+    "%global __requires_exclude ^libkvlinhw[.]so
+%global __provides_exclude ^libkvlinhw[.]so
+%global _build_id_links none")
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     /usr/share/man /usr/share/man/man1 /usr/lib64/cmake /usr/lib64/pkgconfig
     /usr/share/bash-completion /usr/share/bash-completion/completions)
@@ -61,11 +63,14 @@ opinit_package(development libkvlinopinitr-dev libkvlinopinitr-devel libdevel
     "control of the host's iSCSI initiator, development files"
     "Headers, link, pkg-config and CMake packages, and examples for agents
 that use libkvlinopinitr.")
-opinit_package(tool opinitctl opinitctl admin
-    "control of the host's iSCSI initiator from the command line"
-    "${about}
+if(OPINIT_TOOL)
+    list(APPEND CPACK_COMPONENTS_ALL tool)
+    opinit_package(tool opinitctl opinitctl admin
+        "control of the host's iSCSI initiator from the command line"
+        "${about}
 Results are tables, trees or JSON; a doctor tells why operations would
 be refused.")
+endif()
 opinit_package(standin libkvlinhw-standin libkvlinhw-standin libs
     "stand-in for the runtime library that libkvlinopinitr needs"
     "For hosts without the maker's libkvlinhw, and to link agents. It lies in
