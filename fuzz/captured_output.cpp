@@ -1,5 +1,4 @@
 // The input is what a failing command printed.
-#include <algorithm>
 #include <cctype>
 #include <cerrno>
 
@@ -25,8 +24,7 @@ constexpr Phrase of_removal[] = {{"no records found", 179, false}, {"session is 
 
 unsigned int first_decision(const auto& phrases) {
     for (std::string line : fuzz::pieces(printed, 511)) {
-        std::transform(line.begin(), line.end(), line.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        for (char& c : line) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
         for (const auto& [text, status, on_error_lines_only] : phrases) {
             if (on_error_lines_only && !fuzz::contains(line, "error")) continue;
             if (fuzz::contains(line, text)) return status;

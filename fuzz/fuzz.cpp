@@ -8,25 +8,18 @@
 #include <cstdlib>
 
 namespace fuzz {
-namespace {
-
-void print(const char* label, std::string_view text) {
-    std::fputs(label, stderr);
-    for (const char c : text.substr(0, 100)) {
-        std::fprintf(stderr, c >= ' ' && c <= '~' ? "%c" : "\\x%02x", static_cast<unsigned char>(c));
-    }
-}
-
-}  // namespace
 
 void require_equal(const std::string& expected, const std::string& found, std::string_view what) {
     if (found == expected) return;
     const auto differ = std::mismatch(expected.begin(), expected.end(), found.begin(), found.end());
     const auto same = static_cast<std::size_t>(differ.first - expected.begin());
-    print("", what);
-    std::fprintf(stderr, ": different from character %zu on", same);
-    print("\nexpected: ", expected.substr(same));
-    print("\nfound: ", found.substr(same) + "\n");
+    std::fprintf(stderr, "%.*s: different from character %zu on", static_cast<int>(what.size()), what.data(),
+                 same);
+    for (const std::string* text : {&expected, &found}) {
+        std::fputs(text == &expected ? "\nexpected: " : "\nfound: ", stderr);
+        for (const char c : text->substr(same, 100))
+            std::fprintf(stderr, c >= ' ' && c <= '~' ? "%c" : "\\x%02x", static_cast<unsigned char>(c));
+    }
     std::abort();
 }
 

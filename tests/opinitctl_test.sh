@@ -20,6 +20,7 @@ logout 1 --all|--all
 config set NoSuchKey=1|no setting
 config set 'FastAbort=No\nnode.startup'$'\n'=x|control
 config set --secret-file password=- --secret-file password_in=-|one secret only
+login t 10.0.0.1 -o foo|no column*foo*the columns are SESSION, TARGET, PORTAL
 login t 10.0.0.1 --chap-user u|no terminal*u at*file
 login t 10.0.0.1 --chap-user u --chap-secret-file - --chap-user-in v --chap-secret-in-file -|one secret only
 TABLE
@@ -45,7 +46,6 @@ gives 0 "*10.0.0.1:3260*" '' login $array:disks $p1
 gives 0 '*' '' disks "$session"
 is "a disk's row" "$(row "$session +10")" "$session 10 sdc 100G EXAMPLE ARCHIVE-DISK running $array:disks"
 gives 0 "*10.0.0.2:3260*10.0.0.100*" '' connections "$session"
-gives 0 "*10.0.0.1:3260*10.0.0.2:3260*" '' portals $array:disks
 gives 1 '' "*167: Session is ACTIVE*$array:chap*gone all the same*" remove $p1
 opinitctl discover $p1 >/dev/null
 
@@ -74,7 +74,6 @@ gives 0 '*' '*whole of*3 other lines*sessions that are up*' config set FastAbort
 fast=$(grep -nxF 'node.session.iscsi.FastAbort = No' $conf | cut -d: -f1) last=$(($(wc -l <$conf) - 1))
 is "changes" "$(grep -hE 'replaced|appended' /tmp/out | shown)" \
     "replaced $fast 27 *.FastAbort No $conf,appended $last 14 *.ERL 1 $conf,replaced 1 1 InitiatorName iqn.x:me $names"
-is "the appended line" "$(sed -n ${last}p $conf)" 'node.session.iscsi.ERL = 1'
 gives 1 '' 'opinitctl: cannot set the settings: 1*: *' config set FastAbort=Yes 27=No
 
 # --- secrets

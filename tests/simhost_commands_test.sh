@@ -31,7 +31,7 @@ fails() { # EXIT REASON TARGET [PORTAL]
     echo -n "iscsiadm: Could not login to $at.\niscsiadm: initiator reported error ($1 - $2)\n$all\nLogging in to $at"
 }
 all="iscsiadm: Could not log into all portals"
-sed -i '/:empty"/s/$/ "tag": 3,/' $run/network.json && cp $run/network.json /tmp
+sed -i '/:empty"/s/$/ "tag": 3,/' $run/network.json
 
 # --- module and daemon
 touch $run/modprobe-fails
@@ -41,8 +41,7 @@ table <<TABLE
 1|4|rm $run/modprobe-fails; modprobe iscsi_tcp; /etc/init.d/iscsid start; wc -l </proc/modules; iscsid
 1|2\niscsid: the daemon goes on|touch $run/stubborn-daemon; daemons; /etc/init.d/iscsid stop
 1|iscsid: no process found|killall iscsid && rm $run/stubborn-daemon && killall iscsid
-0||/etc/init.d/open-iscsi stop && /etc/init.d/open-iscsi start
-21|iscsiadm: No records found|iscsiadm -m node
+21|iscsiadm: No records found|/etc/init.d/open-iscsi stop && /etc/init.d/open-iscsi start && iscsiadm -m node
 TABLE
 
 # --- discovery, and updates: every record of the portal, no other
@@ -50,7 +49,6 @@ table <<TABLE
 11|6|discover 10.0.0.9:3260 |& grep -c "^iscsiadm: .* 10.0.0.9: Connection refused"; exit \${PIPESTATUS[0]}
 0|10.0.0.9,3260|ls $etc/send_targets; iscsiadm -m discovery -p 10.0.0.9 -o delete 1
 0|$p1,1 $base:disks\n$p2,1 $base:disks\n$p1,1 $base:chap\n$p1,1 $base:mutual\n$p2,3 $base:empty|discover $p1
-0|$etc/nodes/$base:empty/10.0.0.2,3260,3|readlink $etc/send_targets/10.0.0.1,3260/$base:empty,10.0.0.2,3260,3,default
 0|68 node.name = $base:disks node.tpgt = 1 node.startup = manual node.conn[0].address = 10.0.0.2 node.conn[0].port = \
 3260|cd $etc/nodes/$base:disks/10.0.0.2,3260,1; { wc -l <default; sed -n '2,4p;52,53p' default; } | xargs
 0|3|iscsiadm -m node -p $p1 -o update -n node.startup -v automatic 1; cat $etc/nodes/*/*/* | grep -c '^node.*automatic'
@@ -68,21 +66,15 @@ update username_in user2; update password_in wrong; login mutual
 TABLE
 
 # --- logout and removal
-in_use() {
-    echo -n "iscsiadm: This command will remove the record $(label $1 ${2:-$p1}), but a session is using it."
-    echo -n " Logout session then rerun command to remove record."
-}
-s1="[sid: 1, target: $base:disks, portal: ${p1/:/,}]"
 table <<TABLE
 15|iscsiadm: default: 1 session requested, but 1 already present.\n$all|login disks
 0|tcp: [1] $p1,1 $base:disks (non-flash)\ntcp: [3] $p1,1 $base:chap (non-flash)|iscsiadm -m session
-0|Logging out of session $s1\nLogout of $s1 successful.|iscsiadm -m session -r 1 -u
+0|Logout of [sid: 1, target: $base:disks, portal: ${p1/:/,}] successful.|iscsiadm -m session -r 1 -u | tail -n1
 1|rmmod: ERROR: Module iscsi_tcp is in use|rmmod iscsi_tcp
-15|$(in_use chap)\niscsiadm: Could not execute operation on all records: session exists|\
-iscsiadm -m node -p $p1 -o delete
-0|chap disks empty gone|ls $etc/nodes | sed s/.*:// | xargs
-0|chap,10.0.0.1,3260,1,default disks,10.0.0.2,3260,1,default empty,10.0.0.2,3260,3,default st_config|\
-ls $etc/send_targets/*1,* | sed s/.*:// | xargs
+15|1|iscsiadm -m node -p $p1 -o delete |& grep -c "$(label chap $p1 | tr '[]' .), but a session is using it"; \
+exit \${PIPESTATUS[0]}
+0|chap,10.0.0.1,3260,1,default disks,10.0.0.2,3260,1,default empty,10.0.0.2,3260,3,default st_config chap disks \
+empty gone|cd $etc/send_targets/10.0.0.1,3260; ls . $etc/nodes | sed 's/.*://' | xargs
 0|libiscsi_tcp 36864 0 - Live 06|iscsiadm -m session -u >/dev/null; rmmod iscsi_tcp; head -c29 /proc/modules; \
 ls $class/*transport; ls -d $class/i* | wc -l
 0|tcp\n$(logged_in disks $p2)|discover $p1 >/dev/null; ls $class/iscsi_transport; login disks $p2
@@ -95,7 +87,7 @@ cat >$run/network.json <<JSON
  "targets": [{"name": "$base:disks", "portals": ["$v6"], "luns": [{"lun": 0, "size_bytes": 512}]}]}
 JSON
 table <<TABLE
-0|$(in_use disks $p2)\n$v6,1 $base:disks|discover $p1
+0|$v6,1 $base:disks|discover $p1 2>/dev/null
 0|$base:disks/10.0.0.2,3260,1 $base:disks/fd00::1,3260,1 $base:gone/10.0.0.9,3260|cd $etc/nodes; echo */*
 0|$base:disks,fd00::1,3260,1,default $base:disks,10.0.0.2,3260,1,default|\
 discover [FD00::1] >/dev/null; for at in FD00::1 10.0.0.1; do cd $etc/send_targets/\$at,3260; echo iqn*; done | xargs
@@ -113,18 +105,15 @@ becomes() { # STATE: what is seen then
 export -f becomes
 table <<TABLE
 0|- - fd00::1 3260 failed - FAILED blocked|becomes recovering
-0|- - fd00::1 3260 failed - FREE transport-offline|becomes failed
 0|$full:0001 3260 fd00::1 3260 up $full:0064 LOGGED_IN running|becomes up
 TABLE
 
 # --- the older form of sysfs, the other database root, automatic login
 iscsiadm -m session -u >/dev/null
-cp /tmp/network.json $run && rm $run/next-session && killall iscsid
-echo older >$run/sysfs-form && mkdir -p /var/lib/iscsi
-/etc/init.d/iscsid start && discover $p1 >/dev/null
-iscsiadm -m node -T $base:disks -p $p1 -o update -n node.startup -v automatic
+echo older >$run/sysfs-form && mkdir -p /var/lib/iscsi && rm $run/next-session
+discover $p1 >/dev/null && iscsiadm -m node -T $base:disks -o update -n node.startup -v automatic
 table <<TABLE
-0|/var/lib/iscsi/nodes/$base:chap/10.0.0.1,3260,1|readlink /var/lib/iscsi/send_targets/*/*:chap*
+0|/var/lib/iscsi/nodes/$base:disks/fd00::1,3260,1|readlink /var/lib/iscsi/send_targets/*/*:disks*
 0|1 ../../../devices/platform/host0/session1|/etc/init.d/open-iscsi start; cd $class/*session && test ! -L session1 && \
 echo \$(ls | wc -l) \$(readlink session1/device)
 0||/etc/init.d/open-iscsi stop && rmmod iscsi_tcp && find /sys/{devices/*,block,bus/scsi/devices} -mindepth 1
