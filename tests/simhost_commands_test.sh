@@ -105,6 +105,7 @@ becomes() { # STATE: what is seen then
 export -f becomes
 table <<TABLE
 0|- - fd00::1 3260 failed - FAILED blocked|becomes recovering
+0|- - fd00::1 3260 failed - FREE transport-offline|becomes failed
 0|$full:0001 3260 fd00::1 3260 up $full:0064 LOGGED_IN running|becomes up
 TABLE
 
