@@ -157,7 +157,7 @@ TEST(OneProperty, IsTheFirstLineThatMentionsIt) {
     const std::tuple<std::string, unsigned char, int, std::string> cases[] = {
         {"#timeo.login_timeout = 9\n #timeo.login_timeout =  15 = 16 \n", 16, 0, " 15 = 16 "},
         {"node.startup\nnode.startup = a\n", 15, -1, "old"},
-        {"#" + x159.substr(82) + "#node.startup = next_piece\n", 15, 0, "next_piece"},
+        {"#" + x159.substr(82) + "#node.startup = p\n", 15, 0, "p"},
         {"=\n", 79, -1, "old"}};
     for (const auto& [file, id, result, value] : cases) {
         write_file(conf, file);
