@@ -46,16 +46,12 @@ TEST_F(StartStop, StartsOnTheDistribution) {
     const std::tuple<std::string, std::string, std::string, int, unsigned int, std::string> starts[] = {
         // banner, os-release, missing files, how the command ends if it starts anything, status, command
         {"Red Hat 6\n", "", "", -1, 1, redhat},
-        {"Red Hat 6\n", "", "", 0, 0, redhat},
         {"Red Hat 6\n", "", "", exit_3, exit_3, redhat},
-        {"Red Hat 6\n", "", "", 9, 9, redhat},
         {"Red Hat 6\n", "", iscsid + ";" + binary + ";", -1, 1, suse},
         {"Red Hat 6\n", "", none, 0, 0, units},
         {"Red Hat 6\n", "", none + systemd, -1, 1, suse},
-        {"Welcome to SUSE Linux\n", "", "", -1, 1, suse},
         {"Welcome to SUSE Linux\n", "", binary + ";", -1, 313, ""},
         {"SUSE and Red Hat\n", "", "", -1, 1, redhat},
-        {"Other", "ID=other\n", "", -1, 1, ""},
         {"Other", "NAME=suse\nID=\"sles\"\n", none, 0, 0, units},
         {"Other", "ID=other\nID_LIKE=\"some fedora\"\n", "", 0, 0, redhat},
         {"Other", "# ID=rhel\nID=rhel2\n", "", 0, 1, ""},
@@ -90,20 +86,18 @@ TEST_F(StartStop, StartsOnTheDistribution) {
 
 TEST_F(StartStop, StopsOnTheDistribution) {
     using Answers = std::vector<shell::Answer>;
-    const Answers good{{0, 0, ""}}, lost{{-1, ECHILD, ""}}, bad{{exit_3, 0, ""}, {0, 0, ""}, {256, 0, ""}};
+    const Answers good{{0, 0, ""}}, bad{{exit_3, 0, ""}, {0, 0, ""}, {256, 0, ""}};
     const Answers lost_at_last{{exit_3, 0, ""}, {0, 0, ""}, {-1, ECHILD, ""}};
     const Answers lost_at_first{{-1, ECHILD, ""}, {0, 0, ""}, {256, EPERM, ""}};
     const std::string none = iscsid + ";" + open_iscsi + ";";
     const std::tuple<std::string, std::string, Answers, bool, unsigned int, Lines> stops[] = {
         // banner, missing files, answers of the commands, whether the first one stops anything
         {"Red Hat\n", "", bad, true, exit_3, redhat_stop},
-        {"Red Hat\n", "", lost, false, 0, redhat_stop},
         {"Red Hat\n", none, good, true, 0, {"systemctl stop iscsid.socket iscsid.service"}},
         {"SUSE\n", "", good, true, 0, suse_stop},
         {"SUSE\n", "", bad, false, exit_3, forced},
         {"SUSE\n", "", lost_at_last, false, 0, forced},
         {"SUSE\n", "", lost_at_first, false, ~0U, forced},
-        {"Other\n", "", good, true, 1, {}},
         {"", "", good, true, 98, {}},
     };
     for (const auto& [banner, missing, answers, stop, status, commands] : stops) {
@@ -119,12 +113,10 @@ TEST_F(StartStop, StopsOnTheDistribution) {
         expect_log({});
     }
     lay_out("SUSE\n", "", "");
-    for (const auto& [name_line, status] : {std::pair{"InitiatorName=\n", 191U}, {"# nothing\n", 0U}}) {
-        host::start_stack();
-        host::write_file("/etc/iscsi/initiatorname.iscsi", name_line);
-        EXPECT_EQ(initiator.StopInitiator(1), status);
-        expect_log(status == 0 ? Lines{} : Lines{std::string{"5 2 "} + initiator.GetErrStr(191)});
-    }
+    host::start_stack();
+    host::write_file("/etc/iscsi/initiatorname.iscsi", "InitiatorName=\n");
+    EXPECT_EQ(initiator.StopInitiator(1), 191U);
+    expect_log({std::string{"5 2 "} + initiator.GetErrStr(191)});
 }
 
 TEST_F(StartStop, TheBannerMustBeWritable) {
@@ -141,7 +133,6 @@ TEST_F(StartStop, RunningTakesModuleAndDaemon) {
     const std::pair<std::string, int> modules[] = {
         {std::string(79, 'x') + "iscsi_tcp not at the start of a line\n", 1},  // two pieces
         {std::string(78, 'x') + "iscsi_tcp\n", 0},
-        {std::string(80, 'x') + "iscsi_tcp\n", 0},
         {"libiscsi_tcp 1 0 - Live\nscsi iscsi_tcp", 0}};
     for (const auto& [text, loaded] : modules) {
         host::write_file("/proc/modules", text);
@@ -150,8 +141,7 @@ TEST_F(StartStop, RunningTakesModuleAndDaemon) {
     }
     host::stop_stack();
     host::write_file("/proc/modules", "iscsi_tcp\n");
-    host::write_file("/proc/4000001/cmdline", "/sbin/other");
-    for (const char* pid : {"4000001\n", "4000002\n", "0\n", "self\n", ""}) {
+    for (const char* pid : {"4000002\n", "0\n", "self\n", ""}) {
         host::write_file("/run/iscsid.pid", pid);
         EXPECT_EQ(check_stack_running(), 0) << pid;
     }
@@ -168,13 +158,10 @@ TEST_F(StartStop, RunningTakesModuleAndDaemon) {
 
 TEST_F(StartStop, DaemonsAreCountedByTheirProgram) {
     host::stop_stack();
-    using namespace std::string_literals;
     const std::tuple<const char*, std::string, int> processes[] = {
         {"9", "/sbin/iscsid", 1},
-        {"4000001", "/usr/sbin/iscsiadm\0iscsid\0"s, 0},
-        {"4000002", "", 0},
-        {"5x", "/sbin/iscsid", 1},  // a name that begins with a digit
-        {"x5", "/sbin/iscsid", 0},
+        {"4000001", {"/usr/sbin/iscsiadm\0iscsid", 25}, 0},
+        {"5x", "/sbin/iscsid", 1},                        // a name that begins with a digit
         {"4000005", std::string(73, '/') + "iscsid", 1},  // its first 79 characters count
         {"4000006", std::string(74, '/') + "iscsid", 0},
     };
@@ -184,7 +171,6 @@ TEST_F(StartStop, DaemonsAreCountedByTheirProgram) {
         EXPECT_EQ(check_iscsid_instances(), count) << directory;
         host::remove(directory);
     }
-    host::make_directory("/proc/4000003");
     host::make_link("/proc/4000004", "nowhere");
     int process = 4000010;
     for (const int count : {1, 2, 2}) {
