@@ -155,7 +155,7 @@ TEST_F(Sessions, MoreThan255Sessions) {
 
 TEST_F(Sessions, ATargetNameIsTheFirstWordOfTheFirstLine) {
     host::add_session({12});
-    for (const auto& [text, name] : Rows{{"\niqn.x\n", ""}, {n255 + "\n", n255}, {"n" + n255, n255}}) {
+    for (const auto& [text, name] : Rows{{"<NULL>iqn.x\n", ""}, {n255 + "\n", n255}, {"n" + n255, n255}}) {
         host::write_file(entry + "12/targetname", text);
         EXPECT_EQ(sessions(), "1: iqn.i " + name + " 12 10.0.0.100 to 10.0.0.1:3260;");
         EXPECT_EQ(disks(), "0: " + name + ":0:0:0:0    ; 0");
@@ -200,7 +200,7 @@ TEST_F(Sessions, ConnectionsAndDisksFileByFile) {
         {link, "-> ../../hosts/session1", "-1 0 to 10.0.0.1:3260"},
         {link, "-> session1", "-1 0 to 10.0.0.1:3260"},
         {link, "-> " + up + up + up + up + "host3/session1", whole + "10.0.0.1:3260"},
-        {bus + "vendor", std::string(2000, 'v'), disk + "sdb 4096 " + std::string(31, 'v') + " M; 1"},
+        {bus + "model", std::string(2000, 'm'), disk + "sdb 4096 V " + std::string(31, 'm') + "; 1"},
         {bus + "block/sdb/size", nothing, disk + "sdb 0 V M; 1"},
         {bus + "block/sdb", nothing, no_device},
         {bus + "block", "a file", no_device},
