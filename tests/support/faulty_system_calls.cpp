@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 
@@ -95,9 +96,8 @@ void note_path(const Trap& trap, const Trapped& entry, SystemCall& call) {
     std::snprintf(link, sizeof link, "/proc/self/fd/%d", static_cast<int>(trap.arguments[0]));
     syscall(SYS_readlinkat, AT_FDCWD, link, call.path, sizeof call.path - 1, 0, mark);
     // These give their whole text at once, or are not read further on purpose.
-    for (const char* whole : {"/sys/", "/cmdline", "/etc/issue"}) {
+    for (const char* whole : {"/sys/", "/cmdline", "/etc/issue"})
         if (std::strstr(call.path, whole) != nullptr) call.may_be_short = false;
-    }
 }
 
 void watch_descriptor(const Trap& trap, Kind kind) {
@@ -157,16 +157,9 @@ void on_trap(int, siginfo_t*, void* context) {
 
 std::bitset<64> open_descriptors() {
     std::bitset<64> open;
-    for (std::size_t descriptor = 0; descriptor < open.size(); ++descriptor) {
+    for (std::size_t descriptor = 0; descriptor < open.size(); ++descriptor)
         open[descriptor] = syscall(SYS_fcntl, descriptor, F_GETFD, 0, 0, 0, mark) >= 0;
-    }
     return open;
-}
-
-void require(bool done, const char* what) {
-    if (done) return;
-    std::perror(what);
-    std::_Exit(2);
 }
 
 }  // namespace
@@ -175,8 +168,6 @@ void trap_system_calls() {
     struct sigaction action {};
     action.sa_sigaction = on_trap;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART;
-    require(sigaction(SIGSYS, &action, nullptr) == 0, "sigaction");
-
     constexpr auto calls = static_cast<unsigned char>(std::size(harmless));
     std::vector<sock_filter> filter{
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[5])),
@@ -191,8 +182,10 @@ void trap_system_calls() {
     filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP));
     filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
     const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
-    require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "no new privileges");
-    require(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0, "system call filter");
+    const bool done = sigaction(SIGSYS, &action, nullptr) == 0 &&
+                      prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+                      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+    if (!done) std::abort();
 }
 
 void begin(const Plan& next) {
