@@ -19,10 +19,10 @@ void write_name_file(const std::string& text) {
     host::write_file("/etc/iscsi/initiatorname.iscsi", text);
 }
 
-void new_settings() {
-    host::write_file("/etc/iscsi/iscsid.conf",
-                     std::string{"# settings\nnode.startup = manual\nnode.session.auth.password = "} +
-                         faults::secret + "\nnode.session.iscsi.InitialR2T = Yes\n");
+void new_settings(const std::string& in_between) {
+    host::write_file("/etc/iscsi/iscsid.conf", "node.startup = manual\n#" + in_between +
+                                                   "\nnode.session.auth.password = " + faults::secret +
+                                                   "\nnode.session.iscsi.InitialR2T = Yes\n");
     write_name_file("InitiatorName=" + initiator + "\n");
     host::remove("/tmp/tmpiscsidconf.txt");
 }
