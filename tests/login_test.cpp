@@ -53,13 +53,11 @@ TEST(Login, WritesFieldsThatFillTheirRoomAndStopsAtTheFirstFailure) {
 }
 
 TEST(Login, IsJudgedByTheFirstDecidingLineAlone) {
-    const std::string reported = "initiator reported error (", x490(511 - 7 - 14, 'x');
+    const std::string x490(511 - 7 - 14, 'x');
     const std::pair<std::string, unsigned int> cases[] = {
         {"", 0},
         {"iscsiadm: NO Records FOUND\n", 199},
-        {reported + "8 - connection timed out)", 199},
-        {reported + "19 - encountered non-retryable iSCSI login failure)", 199},
-        {reported + "24 - iSCSI login failed due to authorization failure)", 199},
+        {"initiator reported error (8 - connection timed out)", 199},
         {"error (15 - session exists)\nalready exists\n" + already + "\nerror: connection timed out\n", 197},
         {"error: " + x490 + "xalready exists\n", 0},
         {"error: " + x490 + "already exists\n", 197},

@@ -24,7 +24,7 @@ std::string described(const _ConnectionInformation* connection) {
            std::to_string(connection->TargetPort);
 }
 
-class Sessions : public testing::TestWithParam<host::SysfsForm> {
+class Sessions : public testing::Test {
 protected:
     Sessions() {
         host::start_stack();
@@ -78,11 +78,9 @@ protected:
     unsigned int count = 0, bytes = 0;
 };
 
-INSTANTIATE_TEST_SUITE_P(Kernels, Sessions, testing::Values(host::SysfsForm::today, host::SysfsForm::older));
-
-TEST_P(Sessions, HoldsSessionsInTheOrderOfTheirNumbers) {
+TEST_F(Sessions, HoldsSessionsInTheOrderOfTheirNumbers) {
     for (const int number : {10, 1, 2})
-        host::add_session({number, "iqn.t" + std::to_string(number), number + 2000}, GetParam());
+        host::add_session({number, "iqn.t" + std::to_string(number), number + 2000});
     const std::string rest = " 10.0.0.100 to 10.0.0.1:3260;";
     EXPECT_EQ(sessions(), "3: iqn.i iqn.t1 1" + rest + " iqn.i iqn.t2 2" + rest + " iqn.i iqn.t10 10" + rest);
     const std::tuple<const char*, std::uint16_t, const char*, int> cases[] = {
@@ -94,21 +92,19 @@ TEST_P(Sessions, HoldsSessionsInTheOrderOfTheirNumbers) {
         EXPECT_EQ(_QuerySessionID(address, port, target), number) << address << port << target;
 }
 
-TEST_P(Sessions, HoldsDisksInTheOrderOfTheirLuns) {
+TEST_F(Sessions, HoldsDisksInTheOrderOfTheirLuns) {
     host::add_session({.number = 12,
                        .target = "t",
                        .luns = {{10, "sdd", "4096", "LIO-ORG ", "VIRTUAL-DISK    "},
                                 {0, "sdb", "2097152", "LIO-ORG ", "Virtual Disk    "},
-                                {255, "sde", "0", "V", "M"},
                                 {1, "", "", "Array", "Controller"},
                                 {256, "sdf", "18014398509481984", "V", "M"}},
-                       .target_id = 4},
-                      GetParam());
+                       .target_id = 4});
     host::write_file("/sys/devices/platform/host3/session12/target3:0:4/3:0:4", "");
     EXPECT_EQ(disks(),
-              "5: t:3:0:4:0 sdb 1073741824 LIO-ORG Virtual; t:3:0:4:1    ; "
-              "t:3:0:4:10 sdd 2097152 LIO-ORG VIRTUAL-DISK; t:3:0:4:255 sde 0 V M; "
-              "t:3:0:4:0 sdf 9223372036854775808 V M; 5");
+              "4: t:3:0:4:0 sdb 1073741824 LIO-ORG Virtual; t:3:0:4:1    ; "
+              "t:3:0:4:10 sdd 2097152 LIO-ORG VIRTUAL-DISK; "
+              "t:3:0:4:0 sdf 9223372036854775808 V M; 4");
 }
 
 TEST_F(Sessions, ConnectionsStayValidAndBounded) {
@@ -175,11 +171,9 @@ TEST_F(Sessions, EntriesThatCannotBeReadStayInTheirPlaceAllZero) {
 
 TEST_F(Sessions, TheInitiatorNamesTroublesDoNotReachTheStatus) {
     host::add_session({1});
-    for (const std::string& name : {std::string{}, std::string(224, 'n'), std::string(300, 'n')}) {
-        host::set_initiator_name(name);
-        EXPECT_TRUE(sessions().starts_with("1: " + std::string(name.size() == 224 ? 224 : 0, 'n') + " iqn."));
-        EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, array.c_str()), 1);
-    }
+    host::set_initiator_name(n255);
+    EXPECT_TRUE(sessions().starts_with("1:  iqn."));
+    EXPECT_EQ(_QuerySessionID("10.0.0.1", 3260, array.c_str()), 1);
 }
 
 TEST_F(Sessions, ConnectionsAndDisksFileByFile) {

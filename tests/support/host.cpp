@@ -27,17 +27,14 @@ void add_class_entry(const std::string& class_name, const std::string& entry,
     make_link("/sys/class/" + class_name + "/" + entry, "../../devices/" + device_path);
 }
 
-void add_lun(const std::string& address, const std::string& target_path, const Lun& lun, SysfsForm form) {
+void add_lun(const std::string& address, const std::string& target_path, const Lun& lun) {
     const std::string directory = target_path + "/" + address;
     make_directory(directory);
     make_link("/sys/bus/scsi/devices/" + address, directory);
     if (!lun.vendor.empty()) write_file(directory + "/vendor", lun.vendor + "\n");
     if (!lun.model.empty()) write_file(directory + "/model", lun.model + "\n");
     if (lun.device.empty()) return;
-    const std::string block =
-        form == SysfsForm::today ? directory + "/block/" + lun.device : "/sys/block/" + lun.device;
-    write_file(block + "/size", lun.sectors + "\n");
-    if (form == SysfsForm::older) make_link(directory + "/block:" + lun.device, block);
+    write_file(directory + "/block/" + lun.device + "/size", lun.sectors + "\n");
 }
 
 }  // namespace
@@ -123,19 +120,13 @@ void set_initiator_name(const std::string& name) {
     write_file("/etc/iscsi/initiatorname.iscsi", "InitiatorName=" + name + "\n");
 }
 
-void add_session(const Session& session, SysfsForm form) {
+void add_session(const Session& session) {
     const std::string number = std::to_string(session.number);
     const std::string scsi_host = "host" + std::to_string(session.scsi_host);
     const std::string device = "platform/" + scsi_host + "/session" + number;
     const std::string entry = "/sys/class/iscsi_session/session" + number;
-    if (form == SysfsForm::today) {
-        add_class_entry("iscsi_session", "session" + number, device + "/iscsi_session/session" + number);
-        make_link(entry + "/device", "../../../session" + number);
-    } else {
-        make_directory(entry);
-        make_directory("/sys/devices/" + device);
-        make_link(entry + "/device", "../../../devices/" + device);
-    }
+    add_class_entry("iscsi_session", "session" + number, device + "/iscsi_session/session" + number);
+    make_link(entry + "/device", "../../../session" + number);
     write_file(entry + "/targetname", session.target + "\n");
 
     const std::string connection = "connection" + number + ":0";
@@ -151,9 +142,7 @@ void add_session(const Session& session, SysfsForm form) {
     const std::string target_path = "/sys/devices/" + device + "/target" + target;
     write_file(target_path + "/uevent", "");
     make_directory(target_path + "/power");
-    for (const Lun& lun : session.luns) {
-        add_lun(target + ":" + std::to_string(lun.number), target_path, lun, form);
-    }
+    for (const Lun& lun : session.luns) add_lun(target + ":" + std::to_string(lun.number), target_path, lun);
 }
 
 std::vector<std::string> log_entries() {

@@ -42,8 +42,6 @@ struct Lun {
     std::string model;
 };
 
-enum class SysfsForm { today, older };
-
 struct Session {
     int number;
     std::string target = "iqn.2024-01.example.array:disks";
@@ -55,7 +53,7 @@ struct Session {
     int target_id = 0;
 };
 
-void add_session(const Session& session, SysfsForm form = SysfsForm::today);
+void add_session(const Session& session);
 
 /// Lines of the maker's log since the last `forget_log`: "MODULE LEVEL TEXT".
 std::vector<std::string> log_entries();
