@@ -47,7 +47,6 @@ const std::map<std::string, std::string> shown = {{"DiscoverTarget", "targets 2"
                                                   {"GetList_Portals", "portals 10"},
                                                   {"GetList_GroupsOfUnknown", "portals null 0"},
                                                   {"GetList_GroupsOfNull", "portals null 0"},
-                                                  {"GetList_GroupsUnrecorded", "portals null 0"},
                                                   {"GetList_Connections", "connection 3260"},
                                                   {"GetList_ConnectionWithoutHost", "connection 3260"},
                                                   {"GetList_ConnectionOfUnknown", "connection null 0"},

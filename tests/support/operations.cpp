@@ -277,7 +277,6 @@ const std::vector<Operation> table = {
     {"GetList_Groups", list<40, known>, lists(87, portals, stale), usual, of_portals, index_running},
     {"GetList_GroupsOfUnknown", list<40, unknown>, lacks(1, stale)},
     {"GetList_GroupsOfNull", list_null<40>, lacks(1)},
-    {"GetList_GroupsUnrecorded", list<40, known>, lacks(1), nothing_recorded},
     {"GetList_Portals", list<41, known_target>, lists(87, portals, stale), usual, {2, 179, 191}, index_only},
     {"GetList_PortalsOfUnknown", list<41, unknown_target>, lacks(0, stale)},
     {"GetList_PortalsOfNull", list_null<41>, lacks(0, stale)},
