@@ -184,9 +184,11 @@ TEST_F(Sessions, ConnectionsAndDisksFileByFile) {
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {port, nothing, "1 none"},
         {initiator, nothing, "1 none"},
+        {initiator, "010.0.0.100\n", whole + "10.0.0.1:3260"},
         {address, "/", whole + "10.0.0.9:3260"},  // there, and cannot be read
         {address, "2001:db8::1\n", whole + "0:3260"},
         {address, n16 + ".17.18.19.20\n", whole + n16 + ":3260"},
+        {initiator, n16 + ".17.18.19.20\n", "0 " + n16 + " to 10.0.0.1:3260"},
         {port, "<NULL>\n", whole + "10.0.0.1:0"},
         // The SCSI host is the last component but one of where the device link leads.
         {link, nothing, "-1 0 to 10.0.0.1:3260"},

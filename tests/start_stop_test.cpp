@@ -111,9 +111,11 @@ TEST_F(StartStop, StopsOnTheDistribution) {
     }
     lay_out("SUSE\n", "", "");
     host::start_stack();
-    host::write_file("/etc/iscsi/initiatorname.iscsi", "InitiatorName=\n");
+    host::set_initiator_name("");
     EXPECT_EQ(initiator.StopInitiator(1), 191U);
     expect_log({std::string{"5 2 "} + initiator.GetErrStr(191)});
+    host::write_file("/etc/iscsi/initiatorname.iscsi", "# nothing");
+    EXPECT_NE(initiator.StopInitiator(1), 191U);
 }
 
 TEST_F(StartStop, TheBannerMustBeWritable) {
