@@ -121,7 +121,7 @@ const Commands manual = {iscsiadm + "node -p 10.0.0.1:3260 -o update \t\t-n node
                          to_file};
 const Commands discovery = {iscsiadm + "discovery -t st -p 10.0.0.7:3260"};
 const Commands forced_stop = {"/etc/init.d/open-iscsi stop", "killall iscsid", "rmmod iscsi_tcp"};
-const Commands modprobe = {"modprobe iscsi_tcp"}, start_script = {modprobe[0], "/etc/init.d/iscsid start"};
+const Commands start_script = {"modprobe iscsi_tcp", "/etc/init.d/iscsid start"};
 const Commands stop_script = {"/etc/init.d/iscsid stop"};
 const Commands logout_1 = {iscsiadm + "session -r 1 -u"}, logout_2 = {iscsiadm + "session -r 2 -u"};
 
@@ -207,10 +207,6 @@ constexpr auto no_device = [] { host::remove("/sys/class/iscsi_session/session1/
 constexpr auto fail_all = [] { fail_commands(); };
 constexpr auto log_in_quietly = [] { shell::answer({{0, 0, secret + "\n" + std::string(1000, 'x')}}); };
 constexpr auto refuse_login = [] { fail_commands("error " + secret + ": Authorization Failure\n"); };
-void suse_without_daemon() {
-    daemon_dies();
-    on_suse();
-}
 void suse_without_sessions() {
     without_sessions();
     on_suse();
@@ -231,7 +227,6 @@ const std::vector<Operation> table = {
     {"GetInitiatorVersion_NoModule", module_version, {7}, host::remove_stack},
 
     {"StartInitiator", start, {0, start_script}, daemon_dies, start_codes, index_installed},
-    {"StartInitiator_SuseWithoutDaemon", start, {313, modprobe, logged}, suse_without_daemon},
     {"StopInitiator", stop, {0, stop_script}, without_sessions, stop_codes, index_running},
     {"StopInitiator_Suse", stop, {0, forced_stop}, suse_without_sessions, stop_codes},
     {"StopInitiator_Sessions", stop, {189}, usual, no_stop},
