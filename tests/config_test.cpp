@@ -119,9 +119,11 @@ TEST(Settings, AreReadInFileOrder) {
 TEST(Readers, WantFilesThatMayBeWritten) {
     host::set_initiator_name("iqn.a");
     write_file(conf, "ERL = 1\n");
+    _iSCSI_Property out{4711, "older"};
+    EXPECT_EQ(_GetProperty(1, 14, &out), 0);
+    EXPECT_EQ(std::memcmp(out.value, "1\0\0\0", 5), 0) << "nothing stays of what stood there";
     chmod(conf.c_str(), 0400);
     obey_permissions(true);
-    _iSCSI_Property out{};
     EXPECT_EQ(read(), "0 1 1=iqn.a");
     EXPECT_EQ(_GetProperty(1, 14, &out), -1);
     chmod(name_file.c_str(), 0400);
