@@ -50,6 +50,14 @@ TEST(Login, WritesFieldsThatFillTheirRoomAndStopsAtTheFirstFailure) {
     expect(params, 205, {"CRC32C", "CRC32C"});
 }
 
+TEST(Login, IsJudgedByPiecesOf511Characters) {
+    const std::string x490(511 - 7 - 14, 'x');
+    for (const auto& [beginning, status] : {std::pair{"error: ", 197U}, {"error: x", 0U}}) {
+        shell::answer({{exit_1, 0, beginning + x490 + "already exists\n"}});
+        EXPECT_EQ(log_in(), status);
+    }
+}
+
 TEST(Commands, HandOnTextFromOutsideByteForByte) {
     install_iscsiadm(R"(printf '%s\0' "$@" >>/tmp/arguments)");
     const std::string every =
