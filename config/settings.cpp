@@ -37,8 +37,8 @@ bool read_setting(std::string_view line, _iSCSI_Property& entry) {
     return true;
 }
 
-/// Appends what iscsid.conf sets behind the first `known` entries and returns how many there are then. Nothing
-/// of a file that cannot be read to its end: half of the settings would look like all of them.
+/// Appends what iscsid.conf sets behind the first `known` entries and returns how many there are then.
+/// Nothing of a file that cannot be read to its end: half of the settings would look like all of them.
 unsigned int read_settings(_InitiatorNode& node, unsigned int known) {
     const File file{iscsid_conf, Access::read_and_write};
     if (!file) return known;
