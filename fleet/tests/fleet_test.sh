@@ -21,7 +21,7 @@ initiators:
   hosts: {$(for i in {1..8}; do echo "host$i: {initiator_name: \"iqn.2024-01.example.host:host$i\"},"; done)}
   vars:
     ansible_connection: simhost
-    ansible_python_interpreter: /usr/bin/python3 -S
+    ansible_python_interpreter: /usr/bin/python3
     simhost_enter: "$enter"
     simhost_state: "$work/{{ inventory_hostname }}"
     initiator_install: false
