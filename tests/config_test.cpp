@@ -43,9 +43,8 @@ using host::obey_permissions, host::write_file;
 const std::string conf = "/etc/iscsi/iscsid.conf", name_file = "/etc/iscsi/initiatorname.iscsi",
                   temporary = "/tmp/tmpiscsidconf.txt";
 const std::string write_temporary = "write " + temporary, write_conf = "write " + conf;
-const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n'), n236(236, 'n');
+const std::string x159(159, 'x'), v256(256, 'v'), n223(223, 'n');
 const std::string page = "ERL=0\n" + std::string(4089, '#');
-const std::string receive = "MaxRecvDataSegmentLength", discovery = "discovery.sendtargets.iscsi." + receive;
 
 using Property = std::pair<unsigned int, std::string>;
 
@@ -96,24 +95,16 @@ TEST(InitiatorName, IsTheFirstNameWord) {
                 {{"#InitiatorName=iqn.a InitiatorName=iqn.b", "0 1 iqn.b"},
                  {"\r\n\tIInitiatorName==iqn.a=b\r\n", "0 1 iqn.a"},
                  {"InitiatorName=\n", "-1 0"},
-                 {"InitiatorName=" + n223, "0 1 " + n223},
-                 {"InitiatorName=n" + n223, "-2 0"},
-                 {n236 + "InitiatorName=iqn.a", "0 1 iqn.a"},
-                 {"n" + n236 + "InitiatorName=iqn.a", "-2 0"}});
+                 {"InitiatorName=n" + n223, "-2 0"}});
 }
 
 TEST(Settings, AreReadInFileOrder) {
     host::set_initiator_name("iqn.a");
-    std::string forty, first_34 = "0 35 1=iqn.a";
-    for (int i = 0; i < 40; ++i) forty += "node.startup = x\n";
-    for (int i = 0; i < 34; ++i) first_34 += " 15=x";
     expect_read(2, conf,
                 {{"node.session.iscsi.InitialR2T = No Yes\nERL=a=b\n#ERL = c", "0 3 1=iqn.a 7=No 14=a"},
-                 {"x." + receive + " = a\n" + discovery + " = b", "0 3 1=iqn.a 2=a 32=b"},
                  {"ERL# = a\nERL### = b\nERL##c = d\nERLs = f\n", "0 4 1=iqn.a 14=a 14=b 14=d"},
                  {"ERL\nERL =\n==\n=node.startup= ", "0 2 1=iqn.a 14="},
-                 {"#" + x159.substr(2) + "#ERL = next_piece\n", "0 2 1=iqn.a 14=next_piece"},
-                 {forty, first_34}});
+                 {"#" + x159.substr(2) + "#ERL = next_piece\n", "0 2 1=iqn.a 14=next_piece"}});
 }
 
 TEST(Readers, WantFilesThatMayBeWritten) {
@@ -154,18 +145,10 @@ TEST(Writer, ReplacesAppendsAndRefuses) {
     const std::string long_lines = "#" + x159 + "ERL = 1\n" + x159 + "ERL = 1\n";
     const std::tuple<std::string, std::vector<Property>, int, std::string> cases[] = {
         {"a\nnode.startup=a # why\nb", {{15, "c"}}, 0, "a\nnode.startup = c\nb"},
-        {"#ERL = 1\n",
-         {{15, "a"}, {14, "2"}},
-         0,
-         "#ERL = 1\nnode.startup = a\nnode.session.iscsi.ERL = 2\n\n"},
-        {discovery + "=\n" + receive + "=",
-         {{2, "a"}, {32, "b"}},
-         0,
-         discovery + " = b\n" + receive + " = a\n"},
+        {"#ERL=1\n", {{15, "a"}, {14, "2"}}, 0, "#ERL=1\nnode.startup = a\nnode.session.iscsi.ERL = 2\n\n"},
         {"a", {{1, "iqn.b"}}, 0, "a\n\n"},
         {long_lines, {{14, v256}}, 0, long_lines + "node.session.iscsi.ERL = " + v256 + "\n\n"},
         {"ERL = 1", {{14, "2"}, {78, "x"}}, 86, "ERL = 1"},
-        {"ERL = 1", {{20, "a"}, {38, "b"}}, 187, "ERL = 1"},
         {"ERL = 1", {{14, "2"}, {1, n223 + "n"}}, -3, "ERL = 1"},
     };
     for (const auto& [before, request, result, after] : cases) {

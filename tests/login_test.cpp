@@ -22,11 +22,6 @@ unsigned int log_in(_LoginParams params = request()) {
     return _LoginTarget(&params, portal);
 }
 
-/// The command that runs in place of the host's: a script that finds its arguments in "$@".
-void install_iscsiadm(const std::string& script) {
-    host::write_program("/run/simhost/override/iscsiadm", script);
-}
-
 TEST(Login, WritesFieldsThatFillTheirRoomAndStopsAtTheFirstFailure) {
     const auto expect = [](const _LoginParams& params, unsigned int status, const Commands& last_words) {
         shell::forget();
@@ -59,7 +54,7 @@ TEST(Login, IsJudgedByPiecesOf511Characters) {
 }
 
 TEST(Commands, HandOnTextFromOutsideByteForByte) {
-    install_iscsiadm(R"(printf '%s\0' "$@" >>/tmp/arguments)");
+    host::install_iscsiadm(R"(printf '%s\0' "$@" >>/tmp/arguments)");
     const std::string every =
         "';" + touch + ";'\n" + touch + "\n\" >/tmp/owned\\ # $HOME ~ * ? [a-z] {a,b} !! & |\t\x01\xff";
     for (const std::string& text : {"iqn.x;" + touch, "$(" + touch + ")`" + touch + "`", every,
@@ -96,7 +91,7 @@ TEST(Commands, HaveAnAnswerForEveryEnd) {
     const std::string path = getenv("PATH");
     for (const auto& [script, situation, login, logout, remove, forget] : cases) {
         SCOPED_TRACE(script + " in situation " + std::to_string(situation));
-        install_iscsiadm(script);
+        host::install_iscsiadm(script);
         setenv("PATH", script.empty() ? "/nowhere" : path.c_str(), 1);
         signal(SIGCHLD, situation == sigchld_ignored ? SIG_IGN : SIG_DFL);
         const bool done = script == "exit 0" && situation == usual, lost = situation != usual;
@@ -164,7 +159,7 @@ TEST(Capture, HandsNothingToWhoeverWasThereBefore) {
         SCOPED_TRACE(what);
         host::remove(capture_path);
         host::write_file(victim, text);
-        install_iscsiadm("stat -c %a /tmp/opiscsierr >/tmp/mode; echo '" + already + "'; exit 15");
+        host::install_iscsiadm("stat -c %a /tmp/opiscsierr >/tmp/mode; echo '" + already + "'; exit 15");
         leave_there();
         EXPECT_EQ(log_in(), status);
         EXPECT_EQ(host::exists(capture_path), stays);
@@ -175,7 +170,7 @@ TEST(Capture, HandsNothingToWhoeverWasThereBefore) {
     host::remove(capture_path);
     host::write_file("/tmp/lie", already + "\n");
     for (const char* swap : {"ln -s /tmp/lie", "mkfifo", "mkdir"}) {
-        install_iscsiadm("rm -f /tmp/opiscsierr; "s + swap + " /tmp/opiscsierr; exit 15");
+        host::install_iscsiadm("rm -f /tmp/opiscsierr; "s + swap + " /tmp/opiscsierr; exit 15");
         EXPECT_EQ(log_in(), 0u) << "nothing else is read back than a file: " << swap;
     }
 }

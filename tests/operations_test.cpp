@@ -48,7 +48,7 @@ const std::map<std::string, std::string> shown = {{"DiscoverTarget", "targets 2"
                                                   {"GetList_GroupsOfUnknown", "portals null 0"},
                                                   {"GetList_GroupsOfNull", "portals null 0"},
                                                   {"GetList_Connections", "connection 3260"},
-                                                  {"GetList_ConnectionWithoutHost", "connection 3260"},
+                                                  {"GetList_ConnectionNoHost", "connection 3260"},
                                                   {"GetList_ConnectionOfUnknown", "connection null 0"},
                                                   {"GetList_ConnectionOfNull", "connection null 0"}};
 

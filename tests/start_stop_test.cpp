@@ -7,7 +7,7 @@ using Lines = std::vector<std::string>;
 
 constexpr int exit_3 = 0x300;  // as the shell reports it
 const std::string iscsid = "/etc/init.d/iscsid", open_iscsi = "/etc/init.d/open-iscsi",
-                  binary = "/sbin/iscsid", systemd = "/run/systemd";
+                  binary = "/sbin/iscsid", systemd = "/run/systemd", none = iscsid + ";" + open_iscsi + ";";
 const Lines redhat_stop{iscsid + " stop"}, suse_stop{open_iscsi + " stop"};
 const Lines forced{suse_stop[0], "killall iscsid", "rmmod iscsi_tcp"};
 
@@ -41,8 +41,8 @@ protected:
 
 TEST_F(StartStop, StartsOnTheDistribution) {
     const std::string redhat = iscsid + " start", suse = open_iscsi + " start",
-                      none = iscsid + ";" + open_iscsi + ";", units = "systemctl start iscsid",
-                      late = std::string(75, '.') + "SUSE SUSE", later = std::string(77, '.') + "SUSE";
+                      units = "systemctl start iscsid", late = std::string(75, '.') + "SUSE SUSE",
+                      later = std::string(77, '.') + "SUSE";
     const std::tuple<std::string, std::string, std::string, int, unsigned int, std::string> starts[] = {
         // banner, os-release, missing files, how the command ends if it starts anything, status, command
         {"Red Hat 6\n", "", "", -1, 1, redhat},
@@ -88,7 +88,6 @@ TEST_F(StartStop, StopsOnTheDistribution) {
     const Answers good{{0, 0, ""}}, bad{{exit_3, 0, ""}, {0, 0, ""}, {256, 0, ""}};
     const Answers lost_at_last{{exit_3, 0, ""}, {0, 0, ""}, {-1, ECHILD, ""}};
     const Answers lost_at_first{{-1, ECHILD, ""}, {0, 0, ""}, {256, EPERM, ""}};
-    const std::string none = iscsid + ";" + open_iscsi + ";";
     const std::tuple<std::string, std::string, Answers, bool, unsigned int, Lines> stops[] = {
         // banner, missing files, answers of the commands, whether the first one stops anything
         {"Red Hat\n", "", bad, true, exit_3, redhat_stop},

@@ -158,7 +158,6 @@ TEST(Discovery, ReportsWhatThePortalOffersNowAndNothingElse) {
         {"mkdir $d; cd $d; touch st_config {b,a}',10.1.1.5,3260,1,x' a,10.1.1.6,3260,1,x; exit 1",
          "0 a 10.1.1.5:3260,1 10.1.1.6:3260,1; 0 b 10.1.1.5:3260,1; "},
     };
-    const std::string command = "/run/simhost/override/iscsiadm";
     for (const std::string& root : {var, etc}) {
         const std::string portal = root + portal_dir;
         for (const auto& [offered, targets] : cases) {
@@ -169,7 +168,7 @@ TEST(Discovery, ReportsWhatThePortalOffersNowAndNothingElse) {
             write_files(portal, "st_config");
             host::make_directory(portal + "directory" + here);
             host::make_link(portal + "link" + here, "/tmp/node");
-            host::write_program(command, "d=" + portal + "; [ ! -e $d ] || exit; " + offered);
+            host::install_iscsiadm("d=" + portal + "; [ ! -e $d ] || exit; " + offered);
             shell::forget();
             EXPECT_EQ(discovered(targets.empty() ? 179 : 0), targets);
             EXPECT_EQ(shell::commands().at(0), "iscsiadm -m discovery -t st -p 10.1.1.5:3260");

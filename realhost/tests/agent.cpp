@@ -162,6 +162,10 @@ struct Operation {
     std::size_t record_bytes = 0;
 };
 
+/// How a target and a disk are shown.
+constexpr const char* entry = "%s4%+516%*517";
+constexpr const char* disk = "%b96:%b97:%b98:%b99 %s64 %s0 %s101 %s133";
+
 const Operation operations[] = {
     {"IsServiceAvailable", 1, {}},
     {"StartInitiator", 2, {is<1>}},
@@ -170,22 +174,14 @@ const Operation operations[] = {
     {"GetInitiatorGlobals", 5, {at<buffer>, at<bytes>}, "%p0"},
     {"GetLibVersion", 6, {at<buffer>}, "%s0 %u20"},
     {"GetInitiatorVersion", 7, {at<buffer>, at<bytes>}, "%s0; %s64; %s128"},
-    {"GetTargetList", 10, {is<1>, is<0>, at<buffer>, at<bytes>}, "%s4%+516%*517", 9676},
-    {"DiscoverTarget",
-     13,
-     {is<1>, address, is<3260>, is<0>, at<buffer>, at<count>, at<bytes>},
-     "%s4%+516%*517",
-     9676},
+    {"GetTargetList", 10, {is<1>, is<0>, at<buffer>, at<bytes>}, entry, 9676},
+    {"DiscoverTarget", 13, {is<1>, address, is<3260>, is<0>, at<buffer>, at<count>, at<bytes>}, entry, 9676},
     {"LoginTarget", 14, {login}},
     {"LogoutTarget", 15, {is<1>, session<0>}},
     {"QuerySessionCount", 16, {at<count>}},
     {"QuerySessionList", 17, {at<buffer>, at<count>, at<bytes>}, "%b512 %s256 %c546 as %s0", 554},
     {"QueryDiskCount", 18, {session<0>, at<count>}},
-    {"QueryDisks",
-     19,
-     {session<0>, at<buffer>, at<count>, at<bytes>},
-     "%b96:%b97:%b98:%b99 %s64 %s0 %s101 %s133",
-     709},
+    {"QueryDisks", 19, {session<0>, at<buffer>, at<count>, at<bytes>}, disk, 709},
     {"RemoveTarget", 20, {is<1>, address, is<3260>, is<0>}},
     {"RemovePersistentTarget", 21, {is<1>, is<0>, address, is<3260>, is<0>}},
     {"SetProperty", 23, {is<1>, properties}},

@@ -47,7 +47,8 @@ void write_file(const std::string& path, std::string_view text) {
     if (!file.flush()) throw std::runtime_error{"cannot write " + path};
 }
 
-void write_program(const std::string& path, const std::string& script) {
+void install_iscsiadm(const std::string& script) {
+    const std::string path = "/run/simhost/override/iscsiadm";
     write_file(path, "#!/bin/bash\n" + script + "\n");
     fs::permissions(path, fs::perms::owner_all);
 }

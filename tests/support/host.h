@@ -10,8 +10,8 @@ namespace host {
 
 /// Creates the directories on the way and replaces the file.
 void write_file(const std::string& path, std::string_view text);
-/// A shell script that can be run.
-void write_program(const std::string& path, const std::string& script);
+/// The command that runs in place of the host's: a script that finds its arguments in "$@".
+void install_iscsiadm(const std::string& script);
 std::string read_file(const std::string& path);
 bool exists(const std::string& path);
 void make_directory(const std::string& path);

@@ -149,11 +149,6 @@ const std::string target_end = "17=\x0a\0\0\1|35=\xbc\x0c"s, connection = "1=\x0
 Outcome lists(unsigned int bytes, const std::string& content, const Commands& commands = {}) {
     return {0, commands, silent, untouched, bytes, content};
 }
-/// A list that could not be made, or not wholly.
-Outcome lacks(unsigned int status, const Commands& commands = {}, unsigned int bytes = 0,
-              const std::string& content = {}) {
-    return {status, commands, silent, untouched, bytes, content};
-}
 
 const Outcome found = {0, discovery, silent, 2, 19352, discovered};
 
@@ -182,10 +177,6 @@ void daemon_dies() {
         if (command.ends_with(" start")) host::start_stack();
     });
 }
-void on_suse() {
-    host::write_file("/etc/issue", "SUSE\n");
-    host::remove("/sbin/iscsid");
-}
 void offer() {
     host::remove(send_targets + "10.0.0.7,3260");
     add_targets("10.0.0.7", "z");
@@ -197,19 +188,18 @@ constexpr auto short_settings = [] { new_settings(); };
 /// More than is read at once.
 constexpr auto long_settings = [] { new_settings(std::string(16'384, '#')); };
 constexpr auto nothing_recorded = [] { host::remove(send_targets); };
-/// Commands are answered instead of run.
-void fail_commands(const std::string& captured = {}) {
-    shell::answer({{256, 0, captured}});
-}
-constexpr auto no_name = [] { write_name_file("# none\n"); };
-constexpr auto long_name = [] { write_name_file("InitiatorName=" + n224); };
+constexpr auto no_name = [] { host::write_file("/etc/iscsi/initiatorname.iscsi", "# none\n"); };
+constexpr auto long_name = [] { host::set_initiator_name(n224); };
 constexpr auto no_device = [] { host::remove("/sys/class/iscsi_session/session1/device"); };
-constexpr auto fail_all = [] { fail_commands(); };
+constexpr auto fail_all = [] { shell::answer({{256, 0, ""}}); };
 constexpr auto log_in_quietly = [] { shell::answer({{0, 0, secret + "\n" + std::string(1000, 'x')}}); };
-constexpr auto refuse_login = [] { fail_commands("error " + secret + ": Authorization Failure\n"); };
+constexpr auto refuse_login = [] {
+    shell::answer({{256, 0, "error " + secret + ": Authorization Failure\n"}});
+};
 void suse_without_sessions() {
     without_sessions();
-    on_suse();
+    host::write_file("/etc/issue", "SUSE\n");
+    host::remove("/sbin/iscsid");
 }
 }  // namespace
 
@@ -270,15 +260,15 @@ const std::vector<Operation> table = {
     {"RemovePersistentTarget_Fails", make_manual, {1, manual}, fail_all},
 
     {"GetList_Groups", list<40, known>, lists(87, portals, stale), usual, of_portals, index_running},
-    {"GetList_GroupsOfUnknown", list<40, unknown>, lacks(1, stale)},
-    {"GetList_GroupsOfNull", list_null<40>, lacks(1)},
+    {"GetList_GroupsOfUnknown", list<40, unknown>, {1, stale, silent, untouched, 0}},
+    {"GetList_GroupsOfNull", list_null<40>, {1, {}, silent, untouched, 0}},
     {"GetList_Portals", list<41, known_target>, lists(87, portals, stale), usual, {2, 179, 191}, index_only},
-    {"GetList_PortalsOfUnknown", list<41, unknown_target>, lacks(0, stale)},
-    {"GetList_PortalsOfNull", list_null<41>, lacks(0, stale)},
+    {"GetList_PortalsOfUnknown", list<41, unknown_target>, {0, stale, silent, untouched, 0}},
+    {"GetList_PortalsOfNull", list_null<41>, {0, stale, silent, untouched, 0}},
     {"GetList_Connections", list_connections, lists(74, connection), usual, of_connection, index_running},
-    {"GetList_ConnectionWithoutHost", list_connections, lacks(~0U, {}, 74, target_end), no_device},
-    {"GetList_ConnectionOfUnknown", list<42, unknown_session>, lacks(1)},
-    {"GetList_ConnectionOfNull", list_null<42>, lacks(1)},
+    {"GetList_ConnectionNoHost", list_connections, {~0U, {}, silent, untouched, 74, target_end}, no_device},
+    {"GetList_ConnectionOfUnknown", list<42, unknown_session>, {1, {}, silent, untouched, 0}},
+    {"GetList_ConnectionOfNull", list_null<42>, {1, {}, silent, untouched, 0}},
     {"GetList_Other", list_null<7>, {0}, usual, {}, index_running},
     {"GetList_NoName", list_null<7>, {191, {}, logged}, no_name},
 };

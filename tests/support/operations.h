@@ -68,6 +68,5 @@ inline const std::string initiator = "iqn.2024-01.example.host:initiator";
 inline const std::string send_targets = "/var/lib/iscsi/send_targets/";
 void add_targets(const std::string& portal, const std::string& letters);
 void new_settings(const std::string& in_between = {});
-void write_name_file(const std::string& text);
 
 }  // namespace operations

@@ -15,15 +15,11 @@ void add_targets(const std::string& portal, const std::string& letters) {
         host::write_file(directory + "iqn." + letter + "," + portal + ",3260,1,default", "");
 }
 
-void write_name_file(const std::string& text) {
-    host::write_file("/etc/iscsi/initiatorname.iscsi", text);
-}
-
 void new_settings(const std::string& in_between) {
     host::write_file("/etc/iscsi/iscsid.conf", "node.startup = manual\n#" + in_between +
                                                    "\nnode.session.auth.password = " + faults::secret +
                                                    "\nnode.session.iscsi.InitialR2T = Yes\n");
-    write_name_file("InitiatorName=" + initiator + "\n");
+    host::set_initiator_name(initiator);
     host::remove("/tmp/tmpiscsidconf.txt");
 }
 
