@@ -225,6 +225,7 @@ TEST(Writer, LosesNothingWhenAFileFailsOrStandsInTheWay) {
 
 TEST(Writer, LeavesNoNameFileThatNeverGotAName) {
     host::make_link(name_file, "/etc/real.name");
+    umask(022);
     at("fsync", 0644);
     EXPECT_EQ(set({{1, "iqn.a"}}), -1);
     EXPECT_FALSE(host::exists("/etc/real.name"));
