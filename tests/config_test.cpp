@@ -188,6 +188,8 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     EXPECT_EQ(flushed, (std::vector<mode_t>{0666, 0640})) << "only what stays, for good";
     EXPECT_EQ(host::read_file("/etc/victim"), "victim");
     EXPECT_EQ(host::read_file("/etc/real.name"), "InitiatorName=iqn.b\n");
+    host::make_directory(temporary);
+    EXPECT_EQ(set({{14, "3"}}), 0) << "an empty directory is out of the way";
     EXPECT_FALSE(host::exists(temporary));
 }
 
