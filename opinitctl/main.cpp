@@ -7,11 +7,11 @@
 #include <string_view>
 #include <vector>
 
-#include "command_runner.h"
-#include "commands.h"
-#include "diagnostics.h"
+#include "commands/commands.h"
 #include "errors.h"
-#include "names.h"
+#include "running/command_runner.h"
+#include "shown/diagnostics.h"
+#include "shown/names.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "doctor/fixes.h"
 #include "doctor/host.h"
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "shell_output.h"
+#include "running/shell_output.h"
 
 namespace opinitctl::doctor {
 namespace {

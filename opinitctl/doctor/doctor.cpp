@@ -5,13 +5,13 @@
 #include <iostream>
 #include <set>
 
-#include "commands.h"
-#include "diagnostics.h"
+#include "commands/commands.h"
 #include "doctor/check.h"
 #include "doctor/report.h"
 #include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
-#include "safe_text.h"
+#include "shown/diagnostics.h"
+#include "shown/safe_text.h"
 
 namespace opinitctl {
 namespace {

@@ -12,12 +12,12 @@
 #include <system_error>
 #include <thread>
 
-#include "daemon.h"
 #include "doctor/host.h"
 #include "errors.h"
+#include "host/daemon.h"
 #include "kvlinopinitr/open_initiator.h"
-#include "operation.h"
-#include "shell_output.h"
+#include "running/operation.h"
+#include "running/shell_output.h"
 
 namespace opinitctl::doctor {
 namespace {

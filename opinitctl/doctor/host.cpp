@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "host_files.h"
+#include "host/host_files.h"
 
 namespace opinitctl::doctor {
 

@@ -8,8 +8,8 @@
 #include <limits>
 #include <sstream>
 
-#include "safe_text.h"
-#include "terminal.h"
+#include "shown/safe_text.h"
+#include "shown/terminal.h"
 
 namespace opinitctl::doctor {
 namespace {

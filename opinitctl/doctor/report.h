@@ -2,7 +2,7 @@
 #pragma once
 
 #include "doctor/check.h"
-#include "output.h"
+#include "shown/output.h"
 
 namespace opinitctl::doctor {
 

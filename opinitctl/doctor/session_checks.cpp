@@ -5,11 +5,11 @@
 
 #include "doctor/check.h"
 #include "errors.h"
+#include "host/live_disks.h"
+#include "host/sysfs_sessions.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "live_disks.h"
-#include "sysfs_sessions.h"
 
 namespace opinitctl::doctor {
 namespace {

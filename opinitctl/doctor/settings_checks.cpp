@@ -6,15 +6,15 @@
 #include <cstdlib>
 #include <memory>
 
+#include "commands/secret.h"
 #include "doctor/check.h"
 #include "doctor/fixes.h"
 #include "doctor/host.h"
-#include "host_files.h"
+#include "host/host_files.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "output.h"
-#include "secret.h"
+#include "shown/output.h"
 
 namespace opinitctl::doctor {
 namespace {

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
-#include "daemon.h"
 #include "doctor/check.h"
 #include "doctor/fixes.h"
 #include "doctor/host.h"
-#include "host_files.h"
+#include "host/daemon.h"
+#include "host/host_files.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinitctl::doctor {

@@ -1,0 +1,71 @@
+#include "host/host_files.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <filesystem>
+#include <sstream>
+
+namespace opinitctl {
+
+// Not a stream: reading a few hundred attributes is most of what a listing does.
+std::string text_in(const std::string& path) {
+    std::string text;
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return text;
+    std::array<char, 4096> piece;
+    for (ssize_t count; (count = read(fd, piece.data(), piece.size())) > 0;) {
+        text.append(piece.data(), static_cast<std::size_t>(count));
+        if (count < static_cast<ssize_t>(piece.size())) break;
+    }
+    close(fd);
+    if (text.ends_with('\n')) text.pop_back();
+    return text;
+}
+
+std::vector<std::string> lines_in(const std::string& path) {
+    std::istringstream text(text_in(path));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<std::string> names_in(const std::string& path) {
+    std::vector<std::string> names;
+    std::error_code unreadable;
+    for (std::filesystem::directory_iterator entry(path, unreadable), end; !unreadable && entry != end;
+         entry.increment(unreadable)) {
+        names.push_back(entry->path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string link_text(const std::string& path) {
+    std::error_code no_link;
+    return std::filesystem::read_symlink(path, no_link).string();
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> pieces(1);
+    for (const char character : text) {
+        if (character == separator) {
+            pieces.emplace_back();
+        } else {
+            pieces.back() += character;
+        }
+    }
+    return pieces;
+}
+
+std::optional<unsigned int> number_in(const std::string& text) {
+    unsigned int number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+}  // namespace opinitctl

@@ -1,0 +1,70 @@
+#include "host/portal.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+
+#include "commands/arguments.h"
+#include "errors.h"
+
+namespace opinitctl {
+namespace {
+
+bool looks_like_ipv6(const std::string& text) {
+    return text.find('[') != text.npos || std::count(text.begin(), text.end(), ':') > 1;
+}
+
+// The kernel shows all zeros of an IPv6 address. Empty for any other text.
+std::string short_ipv6(const std::string& text) {
+    in6_addr address = {};
+    std::array<char, INET6_ADDRSTRLEN> shortened = {};
+    if (inet_pton(AF_INET6, text.c_str(), &address) != 1) return "";
+    return inet_ntop(AF_INET6, &address, shortened.data(), shortened.size());
+}
+
+std::string text_of(const unsigned char* address) {
+    std::array<char, INET_ADDRSTRLEN> text = {};
+    return inet_ntop(AF_INET, address, text.data(), text.size());
+}
+
+}  // namespace
+
+std::string Portal::address_text() const {
+    return text_of(address.data());
+}
+
+std::string Portal::text() const {
+    return portal_text(address_text(), std::to_string(port));
+}
+
+bool lexical_cast(const std::string& text, Portal& portal) {
+    if (looks_like_ipv6(text)) {
+        throw UsageError("\"" + text +
+                         "\" is an IPv6 portal; only IPv4 portals, ADDRESS[:PORT], are supported");
+    }
+    portal.given = text;
+    const std::size_t colon = text.find(':');
+    // Not CLI11's own check of addresses, which takes 010.0.0.1 for 8.0.0.1.
+    if (inet_pton(AF_INET, text.substr(0, colon).c_str(), portal.address.data()) != 1) {
+        throw UsageError("\"" + text + "\" is not a portal: ADDRESS[:PORT] with an IPv4 address is needed");
+    }
+    if (colon == text.npos) return true;
+    const std::string port = text.substr(colon + 1);
+    if (!to_number(port, portal.port) || portal.port == 0) {
+        throw UsageError("\"" + port + "\" is not the port of a portal, a number from 1 to 65535");
+    }
+    return true;
+}
+
+std::string known_address(const unsigned char* address) {
+    const bool known = std::any_of(address, address + 4, [](unsigned char byte) { return byte != 0; });
+    return known ? text_of(address) : "";
+}
+
+std::string portal_text(const std::string& address, const std::string& port) {
+    if (address.empty()) return "";
+    const std::string ipv6 = short_ipv6(address);
+    return (ipv6.empty() ? address : '[' + ipv6 + ']') + ':' + port;
+}
+
+}  // namespace opinitctl
