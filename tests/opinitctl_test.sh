@@ -18,6 +18,8 @@ disks 4294967297|number
 logout|--all
 logout 1 --all|--all
 config set NoSuchKey=1|no setting
+config get 999|no setting
+config set FastAbort=Yes 27=No|twice
 config set 'FastAbort=No\nnode.startup'$'\n'=x|control
 config set --secret-file password=- --secret-file password_in=-|one secret only
 login t 10.0.0.1 -o foo|no column*foo*the columns are SESSION, TARGET, PORTAL
@@ -74,7 +76,33 @@ gives 0 '*' '*whole of*3 other lines*sessions that are up*' config set FastAbort
 fast=$(grep -nxF 'node.session.iscsi.FastAbort = No' $conf | cut -d: -f1) last=$(($(wc -l <$conf) - 1))
 is "changes" "$(grep -hE 'replaced|appended' /tmp/out | shown)" \
     "replaced $fast 27 *.FastAbort No $conf,appended $last 14 *.ERL 1 $conf,replaced 1 1 InitiatorName iqn.x:me $names"
-gives 1 '' 'opinitctl: cannot set the settings: 1*: *' config set FastAbort=Yes 27=No
+gives 0 "unchanged *InitiatorName *" '' config set --noheadings InitiatorName=iqn.x:me
+gives 0 '*' '' config set timeo.replacement_timeout=-1 auth.username='DOM\user-é'
+gives 0 'DOM\\user-é' '' config get 21
+gives 3 '' '*username_in is not set*' config get username_in
+
+# --- lines as people write them: a trial tells what is then done, writes nothing, and shows no secret
+printf '%s\n' '  iscsi.FastAbort   =   No' 'discovery.sendtargets.auth.password = Sesame' node.startup=onboot ERL= \
+    '  node.session.auth.password  =  Sesame' '#node.session.queue_depth = 3' 'queue_depth = 3 ' 'X.ERL = 2' >$conf
+wish="FastAbort=Maybe ERL=x InitiatorName=bad queue_depth=3 startup=onboot password=0pen password_in=0pen"
+: >/tmp/trial; before=$(stat -c %y $conf $names /tmp)
+gives 0 "-iscsi.FastAbort = No
++iscsi.FastAbort = Maybe
+-ERL = 
++ERL = x
+-InitiatorName=iqn.x:me
++InitiatorName=bad
+-queue_depth = 3 
++queue_depth = 3
+-node.session.auth.password = \*\*\*\*\*\*\*\*
++node.session.auth.password = \*\*\*\*\*\*\*\*
++node.session.auth.password_in = \*\*\*\*\*\*\*\*" '*FastAbort: open-iscsi expects one of Yes, No*ERL: *InitiatorName: *iqn.*' \
+    config set --dry-run $wish
+opinitctl --json config set --dry-run $wish 2>/dev/null | grep -v '"line"' >/tmp/trial
+is "a trial writes nothing" "$(stat -c %y $conf $names /tmp)" "$before"
+is "it tells what is then done" "$(opinitctl --json config set $wish 2>/dev/null | grep -v '"line"' | diff /tmp/trial -)" ''
+: >$conf
+gives 0 "+node.session.iscsi.ERL = 1" '' config set --dry-run ERL=1
 
 # --- secrets
 secret=Sesame-0pen-5esame

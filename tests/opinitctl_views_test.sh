@@ -121,22 +121,6 @@ while IFS='|' read -r code out err command; do gives $code "$out" "$err" $comman
 0|the stack is stopped already||stop
 4||*183*|sessions
 0|*||start
-3||*ERL is not set*|config get ERL
 TABLE
 
-# --- settings: try some, none twice
-sum=$(sha256sum $conf $names)
-gives 0 "--- $names
-+++ $names
-@@ -1,4 +1,1 @@*
-+InitiatorName=bad
---- $conf*
--node.session.iscsi.FastAbort = Yes
-+node.session.iscsi.FastAbort = Maybe
-@@ -*,0 +* @@
-+node.session.iscsi.ERL = x*password = \*\*\*\*\*\*\*\*" \
-    '*FastAbort: open-iscsi expects one of Yes, No*ERL: *a number*InitiatorName: *iqn.*3 other lines*' \
-    config set --dry-run FastAbort=Maybe ERL=x InitiatorName=bad password=Sesame-0pen
-gives 0 "unchanged *InitiatorName *" '' config set --noheadings "$(grep ^InitiatorName= $names)"
-is "neither a trial nor what stands is written" "$(sha256sum $conf $names)" "$sum"
 [ $failed = 0 ]

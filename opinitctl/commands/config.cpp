@@ -1,4 +1,6 @@
 // node, config, config get, config set.
+#include <unistd.h>
+
 #include <algorithm>
 #include <iostream>
 #include <vector>
@@ -6,19 +8,19 @@
 #include "commands/arguments.h"
 #include "commands/commands.h"
 #include "commands/listing_options.h"
-#include "commands/rehearsal.h"
 #include "commands/secret.h"
 #include "errors.h"
 #include "host/config_changes.h"
 #include "host/host_files.h"
 #include "host/property_keys.h"
-#include "host/setting_values.h"
 #include "host/sysfs_sessions.h"
 #include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "running/operation.h"
 #include "shown/diagnostics.h"
+#include "shown/names.h"
 #include "shown/safe_text.h"
 
 namespace opinitctl {
@@ -70,31 +72,6 @@ void show_settings(const Output& output) {
     output.list(setting_columns, settings_of(initiator));
 }
 
-/// A property list under construction: closed at all times, and wiped as it may hold secrets.
-class Request {
-public:
-    explicit Request(std::size_t most) {
-        // Growing would leave copies of secrets behind.
-        properties_.reserve(most + 1);
-        close();
-    }
-    ~Request() { explicit_bzero(properties_.data(), properties_.size() * sizeof(Property)); }
-    Request(const Request&) = delete;
-    Request& operator=(const Request&) = delete;
-
-    Property& add(std::uint32_t id) {
-        properties_.back().id = id;
-        close();
-        return *(properties_.end() - 2);
-    }
-    std::vector<Property>& properties() { return properties_; }
-
-private:
-    void close() { properties_.push_back({iscsi_property::end_of_list, {}}); }
-
-    std::vector<Property> properties_;
-};
-
 struct Setting {
     std::uint32_t id;
     std::string value;
@@ -106,21 +83,29 @@ Setting parse_setting(const std::string& text) {
     return {property_id(text.substr(0, equals)), text.substr(equals + 1)};
 }
 
-void add_value(Request& request, const Setting& setting) {
-    Property& property = request.add(setting.id);
-    const std::string& value = setting.value;
-    if (value.size() >= sizeof property.value) throw UsageError("a value has at most 255 characters");
-    const auto is_control = [](char character) { return static_cast<unsigned char>(character) < 0x20; };
-    if (std::any_of(value.begin(), value.end(), is_control)) {
-        throw UsageError("a value is one line without control characters");
-    }
-    if (is_secret(setting.id))
-        diagnose("a secret on the command line can be seen by others: use --secret-file");
-    value.copy(property.value, value.size());
+bool is_control(char character) {
+    return static_cast<unsigned char>(character) < 0x20;
 }
 
-void add_secret(Request& request, const Setting& setting) {
-    read_secret(setting.value, full_key(setting.id), request.add(setting.id).value);
+/// Adds an empty property; the list stays closed.
+_iSCSI_Property& add(Properties& properties, std::uint32_t id) {
+    if (std::any_of(properties.begin(), properties.end(),
+                    [id](const Property& other) { return other.id == id; }))
+        throw UsageError(full_key(id) + " is given twice");
+    return *properties.insert(properties.end() - 1, Property{id, {}});
+}
+
+void add_value(Properties& properties, const Setting& setting) {
+    const auto& [id, value] = setting;
+    Property& property = add(properties, id);
+    const std::size_t longest = id == iscsi_property::initiator_name ? 223 : sizeof property.value - 1;
+    if (value.size() > longest)
+        throw UsageError("a value has at most " + std::to_string(longest) + " characters");
+    if (std::any_of(value.begin(), value.end(), is_control))
+        throw UsageError("a value is one line without control characters");
+    if (is_secret(id)) diagnose("a secret on the command line can be seen by others: use --secret-file");
+    if (const std::string text = objection(id, value); !text.empty()) diagnose(full_key(id) + ": " + text);
+    value.copy(property.value, value.size());
 }
 
 std::vector<Setting> parse_secret_files(const Names& texts) {
@@ -139,61 +124,72 @@ struct SetRequest {
     bool only_try = false;
 };
 
-void tell_of_objections(const Properties& properties) {
-    for (const Property& property : properties) {
-        const std::string text = objection(property.id, field_text(property.value));
-        if (!text.empty()) diagnose(full_key(property.id) + ": " + text);
+Properties properties_of(const SetRequest& request) {
+    if (request.settings.empty() && request.secret_files.empty()) {
+        throw UsageError("config set needs a KEY=VALUE at least");
     }
+    Properties properties = {{iscsi_property::end_of_list, {}}};
+    const std::vector<Setting> files = parse_secret_files(request.secret_files);
+    for (const std::string& text : request.settings) add_value(properties, parse_setting(text));
+    for (const Setting& file : files)
+        read_secret(file.value, full_key(file.id), add(properties, file.id).value);
+    return properties;
 }
 
-void tell_of_new_name(const SettingsFiles& before, const SettingsFiles& after) {
-    if (before.name == after.name) return;
-    if (before.name.size() > 1) {
-        diagnose("the name replaces the whole of initiatorname.iscsi, its " +
-                 std::to_string(before.name.size() - 1) + " other lines too");
+void tell_of_new_name(const Change& change) {
+    if (change.file != initiator_name_file || change.kind == Change::Kind::unchanged) return;
+    if (const std::size_t lines = lines_in(initiator_name_file).size(); lines > 1) {
+        diagnose("the name replaces the whole of initiatorname.iscsi, its " + std::to_string(lines - 1) +
+                 " other lines too");
     }
     if (!session_numbers().empty()) diagnose("sessions that are up keep the name that they were made under");
 }
 
-void write_settings(Properties& properties, const SettingsFiles& before) {
-    // The library would add a line to the end of the file each time.
-    if (missing_from(before, properties).empty()) return;
+bool is_wanted(const Change& change) {
+    return change.kind != Change::Kind::unchanged;
+}
+
+/// Has the library write, and looks at what the files say then.
+void make(std::vector<Change>& changes, Properties& properties) {
     OpenInitiator initiator;
     const unsigned int status = initiator.SetProperty(the_initiator, properties.data());
     require_success(initiator, "set the settings", status,
                     status == iscsi_status::end_of_table ? "a file cannot be opened or written" : "");
-    const Names missing = missing_from(SettingsFiles::read(), properties);
-    if (!missing.empty()) {
+    const std::vector<Change> now = changes_for(properties);
+    Names missing;
+    for (const Change& change : now) {
+        if (is_wanted(change)) missing.push_back(change.key);
+    }
+    if (!missing.empty() || now.size() != changes.size()) {
         throw Failure("the library reported no failure, and yet the files do not say so: " +
                       enumeration(missing));
     }
+    for (std::size_t i = 0; i < now.size(); ++i) changes[i].line = now[i].line;
 }
 
-void show_difference(const SettingsFiles& before, const SettingsFiles& after) {
-    const std::string text = difference(before, after);
-    for (const std::string& line : split(text, '\n')) {
-        if (!line.empty()) std::cout << safe_text(line) << '\n';
+void show_lines(const std::vector<Change>& changes) {
+    for (const Change& change : changes) {
+        const std::string equals = change.file == initiator_name_file ? "=" : " = ";
+        const std::string key = change.key + equals;
+        if (!is_wanted(change)) continue;
+        if (change.old_value) std::cout << safe_text('-' + key + *change.old_value) << '\n';
+        std::cout << safe_text('+' + key + change.value) << '\n';
     }
-    if (text.empty()) std::cout << "nothing would change\n";
+    if (std::none_of(changes.begin(), changes.end(), is_wanted)) std::cout << "nothing would change\n";
 }
 
-void set_settings(const SetRequest& wish, const Output& output) {
-    if (wish.settings.empty() && wish.secret_files.empty()) {
-        throw UsageError("config set needs a KEY=VALUE at least");
-    }
-    Request request(wish.settings.size() + wish.secret_files.size());
-    const std::vector<Setting> files = parse_secret_files(wish.secret_files);
-    for (const std::string& text : wish.settings) add_value(request, parse_setting(text));
-    for (const Setting& file : files) add_secret(request, file);
-
-    tell_of_objections(request.properties());
-    const SettingsFiles before = SettingsFiles::read();
-    if (wish.only_try) enter_rehearsal();
-    write_settings(request.properties(), before);
-    const SettingsFiles after = SettingsFiles::read();
-    tell_of_new_name(before, after);
-    if (wish.only_try && !output.json) return show_difference(before, after);
-    output.list(change_columns(), changes_between(before, after, request.properties()));
+void set_settings(const SetRequest& request, const Output& output) {
+    Properties properties = properties_of(request);
+    OpenInitiator initiator;
+    require_success(initiator, "set the settings",
+                    check_stack_available() != 0 ? iscsi_status::success : iscsi_status::stack_not_installed);
+    std::vector<Change> changes = changes_for(properties);
+    for (const Change& change : changes) tell_of_new_name(change);
+    // What stands already is not written: the library would add a line to the end of the file each time.
+    const bool is_needed = std::any_of(changes.begin(), changes.end(), is_wanted);
+    if (is_needed && !request.only_try) make(changes, properties);
+    if (request.only_try && !output.json) return show_lines(changes);
+    output.list(change_columns(), changes);
 }
 
 void get_setting(const std::string& key, const Output& output) {
@@ -201,8 +197,10 @@ void get_setting(const std::string& key, const Output& output) {
     OpenInitiator initiator;
     for (const Property& property : settings_of(initiator)) {
         if (property.id != id) continue;
-        return output.json ? output.record(setting_columns, property)
-                           : output.done(shown_value(id, field_text(property.value)));
+        if (output.json) return output.record(setting_columns, property);
+        const std::string value = shown_value(id, field_text(property.value));
+        std::cout << (isatty(STDOUT_FILENO) != 0 ? safe_text(value) : value) << '\n';
+        return;
     }
     throw Failure(full_key(id) + " is not set", exit_not_there);
 }

@@ -1,51 +1,48 @@
 // What a change of settings does to the files.
 #pragma once
 
+#include <string.h>
+
 #include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "kvlinopinitr/iscsi_records.h"
-#include "shown/names.h"
 #include "shown/output.h"
 
 namespace opinitctl {
 
-using Properties = std::vector<_iSCSI_Property>;
-
-/// The two files in which settings stand, line by line.
-struct SettingsFiles {
-    std::vector<std::string> settings;
-    std::vector<std::string> name;
-
-    static SettingsFiles read();
+/// Wipes memory before it is given back, also what a growing container leaves behind.
+template <class T>
+struct WipingAllocator : std::allocator<T> {
+    void deallocate(T* memory, std::size_t count) {
+        explicit_bzero(memory, count * sizeof(T));
+        std::allocator<T>::deallocate(memory, count);
+    }
 };
 
-/// A line that a property asks for.
+/// A list for the library, closed by the end entry. It may hold secrets.
+using Properties = std::vector<_iSCSI_Property, WipingAllocator<_iSCSI_Property>>;
+
+/// A line that a setting asks for.
 struct Change {
     const char* file;
-    std::size_t line;
-    const char* what;  ///< replaced, appended, unchanged
+    std::size_t line;  ///< 0 where there is none
+    enum class Kind { replaced, appended, unchanged } kind;
     std::uint32_t id;
-    std::string key;
-    Value old_value;
-    Value value;
+    std::string key;                       ///< as it stands there
+    std::optional<std::string> old_value;  ///< stars for a secret
+    std::string value;                     ///< the same
 };
+
+inline constexpr const char* initiator_name_file = "/etc/iscsi/initiatorname.iscsi";
 
 const Columns<Change>& change_columns();
 
-/// What became of the lines that the properties, a closed list, ask for. A property without any line there is
-/// left out.
-std::vector<Change> changes_between(const SettingsFiles& before, const SettingsFiles& after,
-                                    const Properties& properties);
-
-/// The properties whose value does not stand in the files, or not wherever their key does.
-Names missing_from(const SettingsFiles& files, const Properties& properties);
-
-/// The difference as patch(1) takes it, with stars for secrets.
-std::string difference(const SettingsFiles& before, const SettingsFiles& after);
-
-/// The value, or stars where it is a secret.
-std::string shown_value(std::uint32_t id, const std::string& value);
+/// Every line that the settings ask for, by setting. A Failure where a file cannot be read.
+std::vector<Change> changes_for(const Properties& properties);
 
 }  // namespace opinitctl
