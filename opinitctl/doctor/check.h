@@ -31,6 +31,7 @@ using Checks = std::vector<Check>;
 Checks examine_stack();     ///< files, module, daemon, and the answer they give
 Checks examine_start();     ///< what start and stop need
 Checks examine_settings();  ///< the initiator's name and iscsid.conf
+Checks examine_rights();    ///< who may read and change settings and records
 Checks examine_commands();  ///< what running commands and capturing their output needs
 Checks examine_sessions();  ///< live sessions that are not what they seem
 

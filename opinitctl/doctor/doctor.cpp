@@ -1,4 +1,5 @@
 // doctor.
+#include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,8 +26,8 @@ struct Request {
 
 Checks examine_host() {
     Checks all;
-    for (const auto examine :
-         {examine_stack, examine_start, examine_settings, examine_commands, examine_sessions}) {
+    for (const auto examine : {examine_stack, examine_start, examine_settings, examine_rights,
+                               examine_commands, examine_sessions}) {
         const Checks some = examine();
         all.insert(all.end(), some.begin(), some.end());
     }
@@ -38,7 +39,7 @@ bool agrees(const Check& check) {
               << safe_text(check.fix->what) << "? [y/N] " << std::flush;
     std::string answer;
     std::getline(std::cin, answer);
-    return answer == "y" || answer == "Y" || answer == "yes";
+    return strcasecmp(answer.c_str(), "y") == 0 || strcasecmp(answer.c_str(), "yes") == 0;
 }
 
 /// What was done and how to undo it, or an empty text.

@@ -65,16 +65,20 @@ void write_new_file(const std::string& path, const std::string& content) {
         throw std::system_error(errno, std::generic_category(), "cannot write " + path);
 }
 
-std::string octal(mode_t mode) {
-    char text[8];
-    std::snprintf(text, sizeof text, "%04o", mode & 07777);
-    return text;
+/// A path as a shell takes it: the names of targets stand in some.
+std::string quoted(const std::string& path) {
+    if (path.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._:,-") ==
+        path.npos)
+        return path;
+    std::string text = "'";
+    for (const char character : path) text += character == '\'' ? "'\\''" : std::string(1, character);
+    return text + '\'';
 }
 
-std::string free_name_beside(const std::string& path) {
-    std::string name = path + ".aside";
-    for (int i = 2; fs::exists(fs::symlink_status(name)); ++i) name = path + ".aside" + std::to_string(i);
-    return name;
+std::string chmod_command(mode_t mode, const std::string& path) {
+    char digits[8];
+    std::snprintf(digits, sizeof digits, "%04o", mode & 07777);
+    return std::string("chmod ") + digits + ' ' + quoted(path);
 }
 
 }  // namespace
@@ -107,25 +111,28 @@ Fix make_link(const std::string& path, const std::string& target) {
             }};
 }
 
-Fix move_aside(const std::string& path) {
-    const std::string aside = free_name_beside(path);
-    return {"move " + path + " to " + aside, "mv " + aside + ' ' + path, [=] { fs::rename(path, aside); }};
-}
-
 Fix create_empty(const std::string& path) {
     return {"make an empty " + path, "rm " + path, [=] { write_new_file(path, ""); }};
 }
 
-Fix change_mode(const std::string& path, unsigned int add, unsigned int take) {
-    struct stat entry = {};
-    stat(path.c_str(), &entry);
-    const mode_t mode = ((entry.st_mode | add) & ~take) & 07777;
-    return {"chmod " + octal(mode) + ' ' + path, "chmod " + octal(entry.st_mode) + ' ' + path, [=] {
-                if (chmod(path.c_str(), mode) != 0) {
-                    throw std::system_error(errno, std::generic_category(),
-                                            "cannot change the mode of " + path);
-                }
-            }};
+Fix change_mode(const std::vector<std::string>& paths, unsigned int add, unsigned int take) {
+    Fix fix;
+    std::vector<std::pair<std::string, mode_t>> modes;
+    for (const std::string& path : paths) {
+        struct stat entry = {};
+        stat(path.c_str(), &entry);
+        modes.emplace_back(path, ((entry.st_mode | add) & ~take) & 07777);
+        const std::string separator = fix.what.empty() ? "" : "; ";
+        fix.what += separator + chmod_command(modes.back().second, path);
+        fix.undo += separator + chmod_command(entry.st_mode, path);
+    }
+    fix.apply = [modes] {
+        for (const auto& [path, mode] : modes) {
+            if (chmod(path.c_str(), mode) != 0)
+                throw std::system_error(errno, std::generic_category(), "cannot change the mode of " + path);
+        }
+    };
+    return fix;
 }
 
 }  // namespace opinitctl::doctor

@@ -19,12 +19,9 @@ std::optional<Fix> name_initiator(const std::string& name_file);
 /// Makes the link, or turns it elsewhere in one step.
 Fix make_link(const std::string& path, const std::string& target);
 
-/// Renames what stands in the way.
-Fix move_aside(const std::string& path);
-
 Fix create_empty(const std::string& path);
 
-/// Adds to the permissions of a file or directory, or takes from them.
-Fix change_mode(const std::string& path, unsigned int add, unsigned int take);
+/// Adds to the permissions of files or directories, or takes from them.
+Fix change_mode(const std::vector<std::string>& paths, unsigned int add, unsigned int take);
 
 }  // namespace opinitctl::doctor

@@ -1,17 +1,14 @@
-// The initiator's name, and what is unsafe or misleading in iscsid.conf.
+// The initiator's name, and what is misleading in iscsid.conf.
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
 
-#include "commands/secret.h"
 #include "doctor/check.h"
 #include "doctor/fixes.h"
 #include "doctor/host.h"
 #include "host/host_files.h"
-#include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "shown/output.h"
@@ -48,29 +45,6 @@ Check initiator_name() {
     return ok(name, field_text(static_cast<_InitiatorNode*>(list)->initiator_name));
 }
 
-bool holds_secret() {
-    for (const unsigned int id : {iscsi_property::password, iscsi_property::password_in}) {
-        Wiped<_iSCSI_Property> property;
-        if (_GetProperty(0, static_cast<unsigned char>(id), &property.record) == 0 &&
-            property.record.value[0] != '\0') {
-            return true;
-        }
-    }
-    return false;
-}
-
-Check secrets() {
-    const std::string name = "secrets";
-    struct stat entry = {};
-    if (!holds_secret()) return ok(name, std::string(settings_file) + " holds none");
-    if (stat(settings_file, &entry) == 0 && (entry.st_mode & 0077) != 0) {
-        return {name, Result::problem,
-                std::string(settings_file) + " holds a CHAP secret, and others may open it",
-                "chmod 600 " + std::string(settings_file), change_mode(settings_file, 0, 0077)};
-    }
-    return ok(name, std::string(settings_file) + " holds one, for root only");
-}
-
 Check discovery_settings() {
     const std::string name = "discovery settings";
     for (const std::string& line : lines_in(settings_file)) {
@@ -87,7 +61,7 @@ Check discovery_settings() {
 }  // namespace
 
 Checks examine_settings() {
-    return {initiator_name(), secrets(), discovery_settings()};
+    return {initiator_name(), discovery_settings()};
 }
 
 }  // namespace opinitctl::doctor

@@ -80,11 +80,10 @@ Check module_file() {
 /// Adds what starts the stack on this host.
 Check with_start(Check check) {
     int distribution = DISTRO_UNKNOWN;
-    const bool known = get_linux_distro(&distribution) == 0;
-    const bool by_systemd = systemd_runs_the_host();
-    if (known) check.remedy = by_systemd ? "opinitctl start, or systemctl start iscsid" : "opinitctl start";
-    if (!known) check.remedy = by_systemd ? "systemctl start iscsid" : "modprobe iscsi_tcp, then iscsid";
-    if (known && check_stack_available() != 0) check.fix = start_stack();
+    const int unknown = get_linux_distro(&distribution);
+    const bool can_start = unknown == 0 || (unknown == 1 && systemd_runs_the_host());
+    check.remedy = can_start ? "opinitctl start" : "modprobe iscsi_tcp, then iscsid";
+    if (can_start && check_stack_available() != 0) check.fix = start_stack();
     return check;
 }
 

@@ -30,13 +30,12 @@ Check distribution(int& code) {
     if (get_linux_distro(&code) == iscsi_status::cannot_open_file) return unreadable_banner(name);
     if (code == DISTRO_REDHAT) return ok(name, "Red Hat or its kin");
     if (code == DISTRO_SUSE) return ok(name, "SUSE or its kin");
-    const std::string own_means =
-        systemd_runs_the_host() ? "systemctl start iscsid and systemctl stop iscsid.socket iscsid.service"
-                                : "the host's own means";
-    return {name, Result::problem,
-            "neither the first 80 bytes of /etc/issue nor /etc/os-release say Red Hat or SUSE: start and "
-            "stop answer 1",
-            "start and stop the daemon by " + own_means + "; all else works"};
+    if (systemd_runs_the_host()) return ok(name, "neither Red Hat nor SUSE, and run by systemd");
+    return {
+        name, Result::problem,
+        "neither the first 80 bytes of /etc/issue nor /etc/os-release say Red Hat or SUSE, and systemd does "
+        "not run the host: start and stop answer 1",
+        "start and stop the daemon by the host's own means; all else works"};
 }
 
 Check init_script(const std::string& name, const std::string& path) {
@@ -46,7 +45,7 @@ Check init_script(const std::string& name, const std::string& path) {
                    "provide a script that starts and stops iscsid, or systemd"};
     if (error == EACCES) {
         check.remedy = "make it executable";
-        check.fix = change_mode(path, 0111, 0);
+        check.fix = change_mode({path}, 0111, 0);
     }
     return check;
 }
@@ -54,12 +53,12 @@ Check init_script(const std::string& name, const std::string& path) {
 /// The same choice as that of the library: Red Hat's own script, the one that SUSE has, or systemd.
 Check start_and_stop(int distribution_code) {
     const std::string name = "start and stop";
-    if (distribution_code == DISTRO_UNKNOWN)
-        return {name, Result::note, "not possible without a known distribution"};
+    const bool is_known = distribution_code != DISTRO_UNKNOWN, by_systemd = systemd_runs_the_host();
+    if (!is_known && !by_systemd) return {name, Result::note, "not possible without a known distribution"};
     const std::string redhat_script = "/etc/init.d/iscsid";
     const std::string open_iscsi_script = "/etc/init.d/open-iscsi";
     if (distribution_code == DISTRO_REDHAT && exists(redhat_script)) return init_script(name, redhat_script);
-    if (exists(open_iscsi_script) || !systemd_runs_the_host()) return init_script(name, open_iscsi_script);
+    if (is_known && (exists(open_iscsi_script) || !by_systemd)) return init_script(name, open_iscsi_script);
     if (!find_program("systemctl").empty()) return ok(name, "systemctl, since there is no init script");
     return {name, Result::problem, "systemd runs the host, and systemctl is not on PATH: start and stop fail",
             "add the directory of systemctl to PATH"};
