@@ -36,19 +36,15 @@ if(OPINIT_TOOL)
     install(TARGETS opinitctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
     install(FILES packaging/opinitctl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
         RENAME opinitctl COMPONENT tool)
-    find_program(HELP2MAN help2man)
-    if(HELP2MAN)
-        set(page opinitctl.1)
-        if(OPINIT_PACKAGES)
-            set(page opinitctl.1.gz)
-        endif()
-        add_custom_command(OUTPUT ${page}
-            COMMAND ${PROJECT_SOURCE_DIR}/packaging/man-page ${HELP2MAN} $<TARGET_FILE:opinitctl> ${page}
-            DEPENDS opinitctl packaging/man-page
-            VERBATIM)
-        add_custom_target(man-page ALL DEPENDS ${page})
-        install(FILES ${PROJECT_BINARY_DIR}/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
-    else()
-        message(STATUS "No help2man: opinitctl is installed without its man page")
+    set(page opinitctl.8)
+    if(OPINIT_PACKAGES)
+        set(page opinitctl.8.gz)
     endif()
+    set(page_sources ${PROJECT_SOURCE_DIR}/packaging/opinitctl.8.in ${PROJECT_SOURCE_DIR}/packaging/changelog.in)
+    add_custom_command(OUTPUT ${page}
+        COMMAND ${PROJECT_SOURCE_DIR}/packaging/man-page $<TARGET_FILE:opinitctl> ${page_sources} ${page}
+        DEPENDS opinitctl packaging/man-page ${page_sources}
+        VERBATIM)
+    add_custom_target(man-page ALL DEPENDS ${page})
+    install(FILES ${PROJECT_BINARY_DIR}/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
 endif()

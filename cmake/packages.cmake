@@ -26,7 +26,7 @@ set(CPACK_RPM_SPEC_MORE_DEFINE
 %global __provides_exclude ^libkvlinhw[.]so
 %global _build_id_links none")
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
-    /usr/share/man /usr/share/man/man1 /usr/lib64/cmake /usr/lib64/pkgconfig
+    /usr/share/man /usr/share/man/man8 /usr/lib64/cmake /usr/lib64/pkgconfig
     /usr/share/bash-completion /usr/share/bash-completion/completions)
 
 # opinit_package(COMPONENT DEBIAN_NAME RPM_NAME SECTION SUMMARY DESCRIPTION)
