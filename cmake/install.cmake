@@ -43,7 +43,7 @@ if(OPINIT_TOOL)
     set(page_sources ${PROJECT_SOURCE_DIR}/packaging/opinitctl.8.in ${PROJECT_SOURCE_DIR}/packaging/changelog.in)
     add_custom_command(OUTPUT ${page}
         COMMAND ${PROJECT_SOURCE_DIR}/packaging/man-page $<TARGET_FILE:opinitctl> ${page_sources} ${page}
-        DEPENDS opinitctl packaging/man-page ${page_sources}
+        DEPENDS opinitctl ${PROJECT_SOURCE_DIR}/packaging/man-page ${page_sources}
         VERBATIM)
     add_custom_target(man-page ALL DEPENDS ${page})
     install(FILES ${PROJECT_BINARY_DIR}/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)

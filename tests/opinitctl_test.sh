@@ -3,6 +3,7 @@
 # that fails.
 #
 #     opinitctl_test.sh OPINITCTL
+. "$(dirname "$0")/../packaging/opinitctl.bash"
 . "$(dirname "$0")/support/opinitctl.sh"
 
 # --- usage: nothing on standard output, nothing done
@@ -50,6 +51,27 @@ is "a disk's row" "$(row "$session +10")" "$session 10 sdc 100G EXAMPLE ARCHIVE-
 gives 0 "*10.0.0.2:3260*10.0.0.100*" '' connections "$session"
 gives 1 '' "*167: Session is ACTIVE*$array:chap*gone all the same*" remove $p1
 opinitctl discover $p1 >/dev/null
+
+# --- what the Tab key offers
+while IFS='|' read -r COMP_LINE want; do
+    COMP_POINT=${#COMP_LINE} && _opinitctl 2>/dev/null
+    is "completion of $COMP_LINE" "${COMPREPLY[*]}" "$want"
+done <<TABLE
+opinitctl se|sessions
+opinitctl --json st|status start stop
+opinitctl config |get set
+opinitctl config get FastA|
+opinitctl config get node.session.iscsi.F|node.session.iscsi.FirstBurstLength node.session.iscsi.FastAbort
+opinitctl config set FastAbort=No node.st|node.startup=
+opinitctl config set --dry|--dry-run
+opinitctl disks --bytes -o lun,sc|lun,scsi-address
+opinitctl config set --sort old|old-value
+opinitctl login iqn.2024-01.example.array:d|disks
+opinitctl login $array:disks |10.0.0.1:3260 10.0.0.2:3260
+opinitctl login --chap-user u $array:disks 10.0.0.2:|3260
+opinitctl logout |*$session*
+opinitctl login --chap-user |
+TABLE
 
 # --- a login that open-iscsi did not call failed, and one that it did
 override 'exit 0'

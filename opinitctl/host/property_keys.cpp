@@ -39,18 +39,20 @@ std::string full_key(std::uint32_t id) {
 std::uint32_t property_id(const std::string& name) {
     const auto number = number_in(name);
     if (number == target_auth_method) return auth_method;
-    Names keys;
+    Names all, meant;
     std::uint32_t id = 0;
     for (const _iSCSI_PropertyInfo& row : iSCSI_PropertyTable) {
         if (row.name == nullptr || (row.flags & open_iscsi_initiator) == 0) continue;
         const std::string key = full_key(row.id);
         if (number == row.id || key == name) return row.id;
+        all.push_back(key);
         if (!key.ends_with('.' + name)) continue;
-        keys.push_back(key);
+        meant.push_back(key);
         id = row.id;
     }
-    if (keys.empty()) throw UsageError("there is no setting \"" + name + "\"");
-    if (keys.size() > 1) throw UsageError("\"" + name + "\" may be any of " + enumeration(keys));
+    if (meant.empty())
+        throw UsageError("there is no setting \"" + name + "\"; the settings are " + enumeration(all));
+    if (meant.size() > 1) throw UsageError("\"" + name + "\" may be any of " + enumeration(meant));
     return id;
 }
 
