@@ -6,8 +6,6 @@ import fnmatch
 import json
 import os
 import pathlib
-import pty
-import subprocess
 
 from support import simulated
 from support.simulated import PROGRAM, check, opinitctl, run, shell
@@ -133,12 +131,6 @@ for name, result, words, cause in (row.split("|") for row in TABLE.replace("\\\n
         check(f"{cause}: can be undone", again == result.rstrip("+") or name in STARTED, again)
     shell(REPAIR)
 
-for answer, agrees in (("", False), ("nay", False), ("y", True), ("Yes", True)):
-    os.chmod("/tmp", 0o777)
-    ours, its = pty.openpty()
-    os.write(ours, f"{answer}\n".encode())
-    asked = subprocess.run([PROGRAM, "doctor", "--fix"], stdin=its, capture_output=True, text=True)
-    check(f"the answer {answer!r}", ("done: chmod" in asked.stdout) == agrees == (os.stat("/tmp").st_mode == 0o41777), asked)
 shell("chmod 622 $CONF; mount --bind /etc/iscsi /etc/iscsi; mount -o remount,ro,bind /etc/iscsi")
 failed = run(PROGRAM, "doctor", "--fix", "--yes")
 check("a fix that fails is not done", "cannot chmod" in failed.stderr and "done:" not in failed.stdout, failed)

@@ -7,6 +7,7 @@ import os
 import pathlib
 import re
 import signal
+import subprocess
 import time
 
 import pexpect
@@ -147,7 +148,7 @@ def tables_suit_the_terminal():
 
 
 def doctor_keeps_to_the_width_and_asks():
-    shell("mv /etc/issue /tmp; ln -s /tmp/issue /tmp/opiscsierr")
+    shell("mv /etc/issue /tmp; chmod 777 /tmp")
     wide = simulated.opinitctl("doctor").stdout
     doctor = Terminal(PROGRAM, "doctor", columns=50)
     doctor.end()
@@ -155,15 +156,33 @@ def doctor_keeps_to_the_width_and_asks():
     check("no line is longer than the terminal", max(map(len, lines)) < 50 < max(map(len, wide.split("\n"))), lines)
     check("words stay whole", " ".join(lines).split()[:len(wide.split())] == wide.split(), lines)
     shell(": >/etc/os-release")
-    for answer in "ny":
+    for answer, agrees in (("", False), ("nay", False), ("Yes", True), ("y", True)):
+        os.chmod("/tmp", 0o777)
         doctor = Terminal(PROGRAM, "doctor", "--fix", columns=160)
         doctor.wait_for("make an empty /etc/issue? [y/N] ", "n")
-        doctor.wait_for("move /tmp/opiscsierr to /tmp/opiscsierr.aside? [y/N] ", answer)
+        doctor.wait_for("chmod 1777 /tmp? [y/N] ", answer)
         check("what was refused stays", doctor.end() == 1 and not os.path.exists("/etc/issue"), doctor.shown())
-        check("what was granted is done", os.path.lexists("/tmp/opiscsierr") == (answer == "n"), doctor.shown())
+        check(f"done at {answer!r}", (os.stat("/tmp").st_mode == 0o41777) == agrees, doctor.shown())
 
 
-for group in (doctor_keeps_to_the_width_and_asks, tables_suit_the_terminal, secrets_are_asked_for,
+def no_secret_is_left_in_memory():
+    # Looked at when all is done but the last write, which a full pipe holds up.
+    shell("echo Sesame >/tmp/secret; echo node.session.auth.password = Sesame-old >>/etc/iscsi/iscsid.conf; mkfifo /tmp/f")
+    pipe = os.open("/tmp/f", os.O_RDWR)
+    os.write(pipe, bytes(65536))
+    held = subprocess.Popen([PROGRAM, "config", "set", "--secret-file", "password=/tmp/secret"], stdout=pipe)
+    process, end = pathlib.Path(f"/run/simhost/proc/{held.pid}"), time.monotonic() + 20
+    while not (process / "syscall").read_text().startswith("1 0x1 ") and time.monotonic() < end:
+        time.sleep(0.01)
+    with open(process / "mem", "rb", 0) as memory:
+        for begin, end, name in re.findall(r"(\w+)-(\w+) rw.*\[(heap|stack)\]", (process / "maps").read_text()):
+            memory.seek(int(begin, 16))
+            seen = memory.read(int(end, 16) - int(begin, 16)).count(b"Sesame")
+            check(f"no secret is in the {name}", seen == 0, seen)
+    held.kill()
+
+
+for group in (doctor_keeps_to_the_width_and_asks, no_secret_is_left_in_memory, tables_suit_the_terminal, secrets_are_asked_for,
               prompts_put_the_terminal_in_order, waiting_is_shown, every_way_out_is_clean, time_limits_end_it):
     # A discovery takes back what a login with CHAP wrote into every record.
     shell("rm -f /run/simhost/override/* /tmp/opiscsierr*; iscsiadm -m discovery -t st -p 10.0.0.1:3260")
