@@ -57,6 +57,7 @@ void show_node(const Output& output) {
     Node node = {};
     unsigned int bytes = 0;
     require_success(initiator, "read the initiator", initiator.GetInitiatorList(&node, &bytes));
+    require_open_settings();
     output.record(node_columns, node);
 }
 
@@ -64,6 +65,7 @@ std::vector<Property> settings_of(ISCSI_Initiator& initiator) {
     kvlinopinitr::AnswerBuffer<Property> answer;
     require_success(initiator, "read the settings",
                     initiator.GetInitiatorGlobals(answer.data(), answer.bytes()));
+    require_open_settings();
     return answer.records();
 }
 
@@ -108,16 +110,6 @@ void add_value(Properties& properties, const Setting& setting) {
     value.copy(property.value, value.size());
 }
 
-std::vector<Setting> parse_secret_files(const Names& texts) {
-    std::vector<Setting> files;
-    for (const std::string& text : texts) files.push_back(parse_setting(text));
-    const auto from_input = [](const Setting& file) { return file.value == standard_input; };
-    if (std::count_if(files.begin(), files.end(), from_input) > 1) {
-        throw UsageError("standard input can give one secret only");
-    }
-    return files;
-}
-
 struct SetRequest {
     Names settings;
     Names secret_files;
@@ -128,11 +120,16 @@ Properties properties_of(const SetRequest& request) {
     if (request.settings.empty() && request.secret_files.empty()) {
         throw UsageError("config set needs a KEY=VALUE at least");
     }
+    if (std::count_if(request.secret_files.begin(), request.secret_files.end(),
+                      [](const std::string& text) { return text.ends_with("=-"); }) > 1) {
+        throw UsageError("standard input can give one secret only");
+    }
     Properties properties = {{iscsi_property::end_of_list, {}}};
-    const std::vector<Setting> files = parse_secret_files(request.secret_files);
     for (const std::string& text : request.settings) add_value(properties, parse_setting(text));
-    for (const Setting& file : files)
-        read_secret(file.value, full_key(file.id), add(properties, file.id).value);
+    for (const std::string& text : request.secret_files) {
+        const auto& [id, file] = parse_setting(text);
+        read_secret(file, full_key(id), add(properties, id).value);
+    }
     return properties;
 }
 
@@ -169,9 +166,8 @@ void make(std::vector<Change>& changes, Properties& properties) {
 
 void show_lines(const std::vector<Change>& changes) {
     for (const Change& change : changes) {
-        const std::string equals = change.file == initiator_name_file ? "=" : " = ";
-        const std::string key = change.key + equals;
         if (!is_wanted(change)) continue;
+        const std::string key = change.key + (change.file == initiator_name_file ? "=" : " = ");
         if (change.old_value) std::cout << safe_text('-' + key + *change.old_value) << '\n';
         std::cout << safe_text('+' + key + change.value) << '\n';
     }
@@ -183,6 +179,7 @@ void set_settings(const SetRequest& request, const Output& output) {
     OpenInitiator initiator;
     require_success(initiator, "set the settings",
                     check_stack_available() != 0 ? iscsi_status::success : iscsi_status::stack_not_installed);
+    require_open_settings();
     std::vector<Change> changes = changes_for(properties);
     for (const Change& change : changes) tell_of_new_name(change);
     // What stands already is not written: the library would add a line to the end of the file each time.

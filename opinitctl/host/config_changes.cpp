@@ -21,6 +21,11 @@ using Content = std::vector<char, WipingAllocator<char>>;
 constexpr const char* settings_file = "/etc/iscsi/iscsid.conf";
 constexpr std::string_view separators = " =";
 
+Failure cannot_open(const char* path, int error) {
+    return Failure(std::string("cannot open ") + path + ": " + std::strerror(error) +
+                   (error == EACCES ? "; run it as root" : ""));
+}
+
 Content content_of(const char* path) {
     constexpr std::size_t piece = 65536;
     Content content;
@@ -36,8 +41,7 @@ Content content_of(const char* path) {
     if (file >= 0) close(file);
     // The library creates the one file, and tells that the other is missing.
     if (length == 0 || error == ENOENT) return content;
-    throw Failure(std::string("cannot read ") + path + ": " + std::strerror(error) +
-                  (error == EACCES ? " (run it as root)" : ""));
+    throw cannot_open(path, error);
 }
 
 std::string_view without_separators(std::string_view text) {
@@ -91,6 +95,10 @@ const Columns<Change>& change_columns() {
         {"file", [](const Change& change) -> Value { return change.file; }},
     };
     return columns;
+}
+
+void require_open_settings() {
+    if (access(settings_file, R_OK | W_OK) != 0) throw cannot_open(settings_file, errno);
 }
 
 std::vector<Change> changes_for(const Properties& properties) {

@@ -38,6 +38,9 @@ struct Change {
     std::string value;                     ///< the same
 };
 
+/// A Failure where the library cannot open iscsid.conf, which it takes for empty then.
+void require_open_settings();
+
 inline constexpr const char* initiator_name_file = "/etc/iscsi/initiatorname.iscsi";
 
 const Columns<Change>& change_columns();
