@@ -27,7 +27,7 @@ os.environ |= {"RELEASE": RELEASE, "MODULES": f"/lib/modules/{RELEASE}", "CONF":
 ALONE = " 1\n" in pathlib.Path("/proc/self/uid_map").read_text()
 WITHOUT_RIGHTS = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 REPAIR = """umount /tmp /etc/iscsi; rm -rf /etc/iscsi /var/lib/iscsi /etc/os-release /lib/modules /run/systemd /tmp/opi* /tmp/tmp* /run/simhost/override/s*
-tar -xPf /run/sound.tar; chmod 1777 /tmp
+tar -xPf /run/sound.tar; chmod 1777 /tmp; chmod 755 ${SESSION%/*}
 for entry in $SESSION[0-9]*; do simhost-command remove-session ${entry#$SESSION}; done
 [ $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l) = 2 ] || { killall iscsid; rm -f $PID; iscsid; }"""
 
@@ -84,6 +84,7 @@ captured output|note|another user's|touch $TAKEN; chown 1 $TAKEN
 captured output|note|a device: nothing is captured|mknod $TAKEN c 1 3
 copy of the settings|note|a directory|mkdir -p /tmp/tmpiscsidconf.txt/x
 sessions|problem|3 to iqn.t at 10.0.0.1:3260 (failed)*stop answers 189|$ADD --sid 3; echo FAILED >${SESSION}3/state
+sessions|problem|Permission denied*not known*as root|$ADD --sid 3; chmod 0 /sys/class/iscsi_session%
 session numbers|note|300 beyond 255*log out by iscsiadm|$ADD --sid 300
 session numbers|problem|300*may end that one|$ADD --sid 300; $ADD --sid 44
 session names|note|4 as iqn.old; session records say iqn.2024|$ADD --sid 4; echo iqn.old >${SESSION}4/initiatorname

@@ -1,15 +1,20 @@
 // Live sessions that are not what they seem.
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
 #include "doctor/check.h"
+#include "doctor/host.h"
 #include "errors.h"
 #include "host/live_disks.h"
 #include "host/sysfs_sessions.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
+#include "shown/names.h"
 
 namespace opinitctl::doctor {
 namespace {
@@ -19,9 +24,9 @@ using Sessions = std::vector<SysfsSession>;
 constexpr unsigned int first_beyond_one_byte = 256;
 
 std::string listed(const Sessions& sessions, std::string (*describe)(const SysfsSession&)) {
-    std::string text;
-    for (const SysfsSession& session : sessions) text += (text.empty() ? "" : ", ") + describe(session);
-    return text;
+    Names texts;
+    std::transform(sessions.begin(), sessions.end(), std::back_inserter(texts), describe);
+    return enumeration(texts);
 }
 
 std::string number(const SysfsSession& session) {
@@ -105,16 +110,15 @@ Check addresses(const Sessions& sessions) {
 /// Those that the kernel has given up, sessions that came back too late included.
 std::string offline_disks(const Sessions& sessions) {
     OpenInitiator initiator;
-    std::string text;
+    Names texts;
     for (const SysfsSession& session : sessions) {
         for (const Disk& disk : disks_of(initiator, session.number)) {
             if (disk.state.empty() || disk.state == "running") continue;
-            text += (text.empty() ? "" : ", ") +
-                    (disk.device.empty() ? "LUN " + std::to_string(disk.lun) : disk.device) + " of session " +
-                    number(session) + " (" + disk.state + ")";
+            texts.push_back((disk.device.empty() ? "LUN " + std::to_string(disk.lun) : disk.device) +
+                            " of session " + number(session) + " (" + disk.state + ")");
         }
     }
-    return text;
+    return enumeration(texts);
 }
 
 Check disks(const Sessions& sessions) {
@@ -133,6 +137,11 @@ Check disks(const Sessions& sessions) {
 }  // namespace
 
 Checks examine_sessions() {
+    const std::string directory = "/sys/class/iscsi_session";
+    if (const int error = open_error(directory, O_RDONLY); error != 0 && error != ENOENT) {
+        return {{"sessions", Result::problem, reason(directory, error) + ": live sessions are not known",
+                 remedy_for(error, directory, "see why it cannot be read")}};
+    }
     const Sessions sessions = sysfs_sessions();
     return {states(sessions), numbers(sessions), names(sessions), addresses(sessions), disks(sessions)};
 }
