@@ -55,6 +55,7 @@ distribution|problem+|No such file*98*|rm /etc/issue; echo ID=fedora >/etc/os-re
 distribution|problem|neither*answer 1*own means|echo Other >/etc/issue
 distribution|ok|run by systemd|echo Other >/etc/issue; mkdir -p $SYSTEMD
 start and stop|note|known|echo Other >/etc/issue
+start and stop|note|known|rm /etc/issue; mkdir -p $SYSTEMD
 start and stop|ok|systemctl|echo Other >/etc/issue; mkdir -p $SYSTEMD
 daemon|problem|no iscsid*modprobe|killall iscsid; echo Other >/etc/issue
 start and stop|problem+|Permission denied*executable|chmod -x /etc/init.d/iscsid

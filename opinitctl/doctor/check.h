@@ -23,6 +23,7 @@ struct Check {
     std::string finding;
     std::string remedy = {};
     std::optional<Fix> fix = {};
+    std::string done = {};  ///< where it was mended: what was done
 };
 
 using Checks = std::vector<Check>;

@@ -22,20 +22,13 @@ Check administration_command() {
 }
 
 const char* kind_of(const struct stat& entry) {
-    switch (entry.st_mode & S_IFMT) {
-        case S_IFDIR:
-            return "a directory";
-        case S_IFLNK:
-            return "a link";
-        case S_IFIFO:
-            return "a FIFO";
-        case S_IFREG:
-            return entry.st_uid != geteuid() ? "another user's"
-                   : entry.st_nlink != 1     ? "a file with another name elsewhere"
-                                             : "a file that others may write";
-        default:
-            return "no file";
-    }
+    return S_ISDIR(entry.st_mode)      ? "a directory"
+           : S_ISLNK(entry.st_mode)    ? "a link"
+           : S_ISFIFO(entry.st_mode)   ? "a FIFO"
+           : !S_ISREG(entry.st_mode)   ? "no file"
+           : entry.st_uid != geteuid() ? "another user's"
+           : entry.st_nlink != 1       ? "a file with another name elsewhere"
+                                       : "a file that others may write";
 }
 
 bool is_device(const struct stat& entry) {

@@ -42,33 +42,32 @@ bool agrees(const Check& check) {
     return strcasecmp(answer.c_str(), "y") == 0 || strcasecmp(answer.c_str(), "yes") == 0;
 }
 
-/// What was done and how to undo it, or an empty text.
-std::string mend(const Check& check, bool without_asking) {
-    if (!without_asking && !agrees(check)) return "";
+/// Whether it was mended; then the check says how.
+bool mend(Check& check, bool without_asking) {
+    if (!without_asking && !agrees(check)) return false;
     try {
         check.fix->apply();
     } catch (const std::exception& error) {
         diagnose("cannot " + check.fix->what + ": " + error.what());
-        return "";
+        return false;
     }
-    return check.fix->what + "; undone by: " + check.fix->undo;
+    check.done = check.fix->what + "; undone by: " + check.fix->undo;
+    return true;
 }
 
 /// Offers each fix once. One may do for several checks, so the host is looked at again after each.
-std::vector<Finding> mend_host(bool without_asking) {
+Checks mend_host(bool without_asking) {
     std::set<std::string> offered;
-    std::vector<Finding> mended;
+    Checks mended;
     for (;;) {
-        const Checks checks = examine_host();
+        Checks checks = examine_host();
         const auto next = std::find_if(checks.begin(), checks.end(), [&offered](const Check& check) {
             return check.fix && !offered.contains(check.name);
         });
-        if (next == checks.end()) break;
+        if (next == checks.end()) return mended;
         offered.insert(next->name);
-        if (const std::string done = mend(*next, without_asking); !done.empty())
-            mended.push_back({*next, done});
+        if (mend(*next, without_asking)) mended.push_back(*next);
     }
-    return mended;
 }
 
 void examine(const Request& request, const Output& output) {
@@ -77,10 +76,9 @@ void examine(const Request& request, const Output& output) {
     }
     // Chains of records have their shape once an object was made.
     const OpenInitiator initiator;
-    std::vector<Finding> findings;
-    if (request.fix) findings = mend_host(request.yes);
+    Checks findings = request.fix ? mend_host(request.yes) : Checks();
     const Checks checks = examine_host();
-    for (const Check& check : checks) findings.push_back({check});
+    findings.insert(findings.end(), checks.begin(), checks.end());
     report(findings, output);
     const auto problems = std::count_if(checks.begin(), checks.end(),
                                         [](const Check& check) { return check.result == Result::problem; });

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "host/host_files.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 
 namespace opinitctl::doctor {
 
@@ -68,6 +69,11 @@ std::string find_program(const std::string& name) {
 
 bool systemd_runs_the_host() {
     return fs::is_directory("/run/systemd/system");
+}
+
+int start_refusal(int& distribution_code) {
+    const int unknown = get_linux_distro(&distribution_code);
+    return unknown == 1 && systemd_runs_the_host() ? 0 : unknown;
 }
 
 }  // namespace opinitctl::doctor

@@ -26,4 +26,7 @@ std::string find_program(const std::string& name);
 
 bool systemd_runs_the_host();
 
+/// What start and stop answer because of the distribution: 0 where they know what to run.
+int start_refusal(int& distribution_code);
+
 }  // namespace opinitctl::doctor

@@ -52,32 +52,30 @@ std::string coloured(Result result) {
     return colours[static_cast<int>(result)] + padded.str() + "\033[0m";
 }
 
-void print(const Finding& finding, std::size_t columns) {
-    const Check& check = finding.check;
+void print(const Check& check, std::size_t columns) {
     std::cout << coloured(check.result);
     print_wrapped(check.name + ": " + safe_text(check.finding), columns);
-    for (const auto& [label, text] : {std::pair{"remedy: ", check.remedy}, {"done: ", finding.done}}) {
+    for (const auto& [label, text] : {std::pair{"remedy: ", check.remedy}, {"done: ", check.done}}) {
         if (text.empty()) continue;
         std::cout << std::string(indentation, ' ');
         print_wrapped(label + safe_text(text), columns);
     }
 }
 
-const Columns<Finding> columns = {
-    {"check", [](const Finding& finding) -> Value { return finding.check.name; }},
-    {"result", [](const Finding& finding) -> Value { return word_for(finding.check.result); }},
-    {"finding", [](const Finding& finding) -> Value { return finding.check.finding; }},
-    {"remedy", [](const Finding& finding) { return text_or_null(finding.check.remedy); }},
-    {"fix",
-     [](const Finding& finding) { return finding.check.fix ? Value(finding.check.fix->what) : Value(); }},
-    {"done", [](const Finding& finding) { return text_or_null(finding.done); }},
+const Columns<Check> columns = {
+    {"check", [](const Check& check) -> Value { return check.name; }},
+    {"result", [](const Check& check) -> Value { return word_for(check.result); }},
+    {"finding", [](const Check& check) -> Value { return check.finding; }},
+    {"remedy", [](const Check& check) { return text_or_null(check.remedy); }},
+    {"fix", [](const Check& check) { return check.fix ? Value(check.fix->what) : Value(); }},
+    {"done", [](const Check& check) { return text_or_null(check.done); }},
 };
 
 }  // namespace
 
-void report(const std::vector<Finding>& findings, const Output& output) {
-    if (output.json) return output.list(columns, findings);
-    for (const Finding& finding : findings) print(finding, width());
+void report(const Checks& checks, const Output& output) {
+    if (output.json) return output.list(columns, checks);
+    for (const Check& check : checks) print(check, width());
 }
 
 }  // namespace opinitctl::doctor

@@ -80,8 +80,7 @@ Check module_file() {
 /// Adds what starts the stack on this host.
 Check with_start(Check check) {
     int distribution = DISTRO_UNKNOWN;
-    const int unknown = get_linux_distro(&distribution);
-    const bool can_start = unknown == 0 || (unknown == 1 && systemd_runs_the_host());
+    const bool can_start = start_refusal(distribution) == 0;
     check.remedy = can_start ? "opinitctl start" : "modprobe iscsi_tcp, then iscsid";
     if (can_start && check_stack_available() != 0) check.fix = start_stack();
     return check;

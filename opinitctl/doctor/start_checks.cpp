@@ -25,12 +25,12 @@ Check unreadable_banner(const std::string& name) {
     return check;
 }
 
-Check distribution(int& code) {
+Check distribution(int code, int refusal) {
     const std::string name = "distribution";
-    if (get_linux_distro(&code) == iscsi_status::cannot_open_file) return unreadable_banner(name);
+    if (refusal == iscsi_status::cannot_open_file) return unreadable_banner(name);
     if (code == DISTRO_REDHAT) return ok(name, "Red Hat or its kin");
     if (code == DISTRO_SUSE) return ok(name, "SUSE or its kin");
-    if (systemd_runs_the_host()) return ok(name, "neither Red Hat nor SUSE, and run by systemd");
+    if (refusal == 0) return ok(name, "neither Red Hat nor SUSE, and run by systemd");
     return {
         name, Result::problem,
         "neither the first 80 bytes of /etc/issue nor /etc/os-release say Red Hat or SUSE, and systemd does "
@@ -51,14 +51,14 @@ Check init_script(const std::string& name, const std::string& path) {
 }
 
 /// The same choice as that of the library: Red Hat's own script, the one that SUSE has, or systemd.
-Check start_and_stop(int distribution_code) {
+Check start_and_stop(int distribution_code, int refusal) {
     const std::string name = "start and stop";
-    const bool is_known = distribution_code != DISTRO_UNKNOWN, by_systemd = systemd_runs_the_host();
-    if (!is_known && !by_systemd) return {name, Result::note, "not possible without a known distribution"};
+    if (refusal != 0) return {name, Result::note, "not possible without a known distribution"};
     const std::string redhat_script = "/etc/init.d/iscsid";
     const std::string open_iscsi_script = "/etc/init.d/open-iscsi";
     if (distribution_code == DISTRO_REDHAT && exists(redhat_script)) return init_script(name, redhat_script);
-    if (is_known && (exists(open_iscsi_script) || !by_systemd)) return init_script(name, open_iscsi_script);
+    if (!systemd_runs_the_host() || (distribution_code != DISTRO_UNKNOWN && exists(open_iscsi_script)))
+        return init_script(name, open_iscsi_script);
     if (!find_program("systemctl").empty()) return ok(name, "systemctl, since there is no init script");
     return {name, Result::problem, "systemd runs the host, and systemctl is not on PATH: start and stop fail",
             "add the directory of systemctl to PATH"};
@@ -84,8 +84,8 @@ Check program(int distribution_code) {
 
 Checks examine_start() {
     int code = DISTRO_UNKNOWN;
-    Check named = distribution(code);
-    return {named, start_and_stop(code), program(code)};
+    const int refusal = start_refusal(code);
+    return {distribution(code, refusal), start_and_stop(code, refusal), program(code)};
 }
 
 }  // namespace opinitctl::doctor
