@@ -84,12 +84,12 @@ captured output|note|a file that others may write|touch $TAKEN; chmod 620 $TAKEN
 captured output|note|another user's|touch $TAKEN; chown 1 $TAKEN
 captured output|note|a device: nothing is captured|mknod $TAKEN c 1 3
 copy of the settings|note|a directory|mkdir -p /tmp/tmpiscsidconf.txt/x
-sessions|problem|3 to iqn.t at 10.0.0.1:3260 (failed)*stop answers 189|$ADD --sid 3; echo FAILED >${SESSION}3/state
+sessions|problem|stop answers 189*3 to iqn.t at 10.0.0.1:3260 (failed)|$ADD --sid 3; echo FAILED >${SESSION}3/state
 sessions|problem|Permission denied*not known*as root|$ADD --sid 3; chmod 0 /sys/class/iscsi_session%
-session numbers|note|300 beyond 255*log out by iscsiadm|$ADD --sid 300
-session numbers|problem|300*may end that one|$ADD --sid 300; $ADD --sid 44
-session names|note|4 as iqn.old; session records say iqn.2024|$ADD --sid 4; echo iqn.old >${SESSION}4/initiatorname
-session addresses|note|5 over IPv6|$ADD --address fd00::1 --sid 5
+session numbers|note|low 8 bits: 300*log out by iscsiadm|$ADD --sid 300
+session numbers|problem|may end that one*300|$ADD --sid 300; $ADD --sid 44
+session names|note|say, iqn.2024*: 4 as iqn.old|$ADD --sid 4; echo iqn.old >${SESSION}4/initiatorname
+session addresses|note|over IPv6*: 5|$ADD --address fd00::1 --sid 5
 disks|problem|of session 6 (offline)|$ADD --sid 6 --lun 3:1024:V:M; \
 for state in ${SESSION}6/device/target*/*/state; do echo offline >$state; done
 """

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "shown/names.h"
+
 namespace opinitctl::doctor {
 
 enum class Result { ok, note, problem };
@@ -35,6 +37,9 @@ Checks examine_settings();  ///< the initiator's name and iscsid.conf
 Checks examine_rights();    ///< who may read and change settings and records
 Checks examine_commands();  ///< what running commands and capturing their output needs
 Checks examine_sessions();  ///< live sessions that are not what they seem
+
+/// `wrong`, some of what it is about at the end of its finding, or that all is fine where that is nothing.
+Check verdict(Check wrong, const Names& about, const std::string& fine);
 
 inline Check ok(const std::string& name, const std::string& finding) {
     return {name, Result::ok, finding};

@@ -99,6 +99,14 @@ constexpr Command commands[] = {
 
 }  // namespace
 
+doctor::Check doctor::verdict(Check wrong, const Names& about, const std::string& fine) {
+    constexpr std::size_t most = 5;
+    if (about.empty()) return ok(wrong.name, fine);
+    wrong.finding += enumeration({about.begin(), about.begin() + std::min(most, about.size())});
+    if (about.size() > most) wrong.finding += " and " + std::to_string(about.size() - most) + " more";
+    return wrong;
+}
+
 std::span<const Command> doctor_commands() {
     return commands;
 }

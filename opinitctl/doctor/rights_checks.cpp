@@ -67,15 +67,6 @@ Names those(const Entries& entries, Condition condition) {
     return paths;
 }
 
-/// What is wrong, with some paths by name and how many more.
-Check verdict(Check wrong, const Names& paths, const std::string& fine) {
-    constexpr std::size_t most = 5;
-    if (paths.empty()) return ok(wrong.name, fine);
-    wrong.finding += enumeration({paths.begin(), paths.begin() + std::min(most, paths.size())});
-    if (paths.size() > most) wrong.finding += " and " + std::to_string(paths.size() - most) + " more";
-    return wrong;
-}
-
 /// What an ordinary user cannot tell of.
 Check closed(const Entries& entries) {
     const Names shut = those(entries, [](const Entry& entry) {

@@ -23,54 +23,50 @@ using Sessions = std::vector<SysfsSession>;
 
 constexpr unsigned int first_beyond_one_byte = 256;
 
-std::string listed(const Sessions& sessions, std::string (*describe)(const SysfsSession&)) {
-    Names texts;
-    std::transform(sessions.begin(), sessions.end(), std::back_inserter(texts), describe);
-    return enumeration(texts);
-}
-
 std::string number(const SysfsSession& session) {
     return std::to_string(session.number);
 }
 
-template <class Condition>
-Sessions those(const Sessions& sessions, Condition condition) {
-    Sessions found;
-    std::copy_if(sessions.begin(), sessions.end(), std::back_inserter(found), condition);
-    return found;
+/// Those of which something is to be said, and what.
+template <class Condition, class Description>
+Names those(const Sessions& sessions, Condition condition, Description description) {
+    Names texts;
+    for (const SysfsSession& session : sessions) {
+        if (condition(session)) texts.push_back(description(session));
+    }
+    return texts;
 }
 
 Check states(const Sessions& sessions) {
-    const std::string name = "sessions";
-    const Sessions away = those(sessions, [](const auto& session) { return session.state != "logged_in"; });
-    if (away.empty()) return ok(name, std::to_string(sessions.size()) + " live, all logged in");
-    const auto describe = [](const SysfsSession& session) {
-        return number(session) + " to " + session.target + " at " + portal_text(session) + " (" +
-               session.state + ")";
-    };
-    return {name, Result::problem,
-            "not logged in: " + listed(away, describe) +
-                ": the target does not answer, or a login is on its way. Such a session counts, stop answers "
-                "189, and "
-                "its disks are listed as if nothing had happened",
-            "see whether the portal can be reached; \"opinitctl logout\" gives a session up"};
+    const Names away = those(
+        sessions, [](const auto& session) { return session.state != "logged_in"; },
+        [](const auto& session) {
+            return number(session) + " to " + session.target + " at " + portal_text(session) + " (" +
+                   session.state + ")";
+        });
+    return verdict({"sessions", Result::problem,
+                    "not logged in, as the target does not answer or a login is on its way; such a session "
+                    "counts, stop answers 189, and its disks are listed as if nothing had happened: ",
+                    "see whether the portal can be reached; \"opinitctl logout\" gives a session up"},
+                   away, std::to_string(sessions.size()) + " live, all logged in");
 }
 
 Check numbers(const Sessions& sessions) {
-    const std::string name = "session numbers";
-    const Sessions great =
-        those(sessions, [](const auto& session) { return session.number >= first_beyond_one_byte; });
-    if (great.empty()) return ok(name, "all fit into the one byte that the interface has for them");
-    const bool mistakable = std::any_of(great.begin(), great.end(), [&sessions](const auto& session) {
-        return std::any_of(sessions.begin(), sessions.end(), [&session](const auto& other) {
-            return other.number != session.number &&
-                   other.number % first_beyond_one_byte == session.number % first_beyond_one_byte;
-        });
+    const auto is_great = [](const auto& session) { return session.number >= first_beyond_one_byte; };
+    const bool mistakable = std::any_of(sessions.begin(), sessions.end(), [&](const auto& session) {
+        return is_great(session) &&
+               std::any_of(sessions.begin(), sessions.end(), [&session](const auto& other) {
+                   return other.number != session.number &&
+                          other.number % first_beyond_one_byte == session.number % first_beyond_one_byte;
+               });
     });
-    return {name, mistakable ? Result::problem : Result::note,
-            listed(great, number) + " beyond 255: agents see the low 8 bits" +
-                (mistakable ? ", which another session has too: a logout may end that one instead" : ""),
-            "log out by iscsiadm -m session -r NUMBER -u"};
+    return verdict(
+        {"session numbers", mistakable ? Result::problem : Result::note,
+         mistakable ? "of the number agents see the low 8 bits, which another session has too, so that a "
+                      "logout may end that one instead: "
+                    : "of the number agents see the low 8 bits: ",
+         "log out by iscsiadm -m session -r NUMBER -u"},
+        those(sessions, is_great, number), "all fit into the one byte that the interface has for them");
 }
 
 /// The name that the interface gives for every session.
@@ -83,32 +79,29 @@ std::string recorded_name() {
 }
 
 Check names(const Sessions& sessions) {
-    const std::string name = "session names", recorded = recorded_name();
-    const Sessions others = those(sessions, [&recorded](const auto& session) {
-        return !session.initiator_name.empty() && session.initiator_name != recorded;
-    });
-    if (others.empty() || recorded.empty()) return ok(name, "made under the initiator's name as it is now");
-    const auto describe = [](const SysfsSession& session) {
-        return number(session) + " as " + session.initiator_name;
-    };
-    return {name, Result::note,
-            "made under another initiator name: " + listed(others, describe) + "; session records say " +
-                recorded,
-            "log out of them and in again, if the targets know the new name"};
+    const std::string recorded = recorded_name();
+    const Names others = those(
+        sessions,
+        [&recorded](const auto& session) {
+            return !recorded.empty() && !session.initiator_name.empty() && session.initiator_name != recorded;
+        },
+        [](const auto& session) { return number(session) + " as " + session.initiator_name; });
+    return verdict({"session names", Result::note,
+                    "made under another initiator name than session records say, " + recorded + ": ",
+                    "log out of them and in again, if the targets know the new name"},
+                   others, "made under the initiator's name as it is now");
 }
 
 Check addresses(const Sessions& sessions) {
-    const std::string name = "session addresses";
-    const Sessions ipv6 =
-        those(sessions, [](const auto& session) { return session.address.find(':') != std::string::npos; });
-    if (ipv6.empty()) return ok(name, "all IPv4");
-    return {name, Result::note,
-            listed(ipv6, number) + " over IPv6: session records have no room for such an address",
-            "see \"opinitctl sessions\""};
+    const Names ipv6 = those(
+        sessions, [](const auto& session) { return session.address.find(':') != std::string::npos; }, number);
+    return verdict({"session addresses", Result::note,
+                    "over IPv6, for which session records have no room: ", "see \"opinitctl sessions\""},
+                   ipv6, "all IPv4");
 }
 
 /// Those that the kernel has given up, sessions that came back too late included.
-std::string offline_disks(const Sessions& sessions) {
+Names offline_disks(const Sessions& sessions) {
     OpenInitiator initiator;
     Names texts;
     for (const SysfsSession& session : sessions) {
@@ -118,17 +111,16 @@ std::string offline_disks(const Sessions& sessions) {
                             " of session " + number(session) + " (" + disk.state + ")");
         }
     }
-    return enumeration(texts);
+    return texts;
 }
 
 Check disks(const Sessions& sessions) {
     const std::string name = "disks";
     if (check_stack_running() == 0) return {name, Result::note, "not listed while the stack does not run"};
     try {
-        const std::string offline = offline_disks(sessions);
-        if (offline.empty()) return ok(name, "none is offline");
-        return {name, Result::problem, "agents see them as if nothing had happened: " + offline,
-                "once the session is logged in: echo running >/sys/block/DEVICE/device/state"};
+        return verdict({name, Result::problem, "agents see them as if nothing had happened: ",
+                        "once the session is logged in: echo running >/sys/block/DEVICE/device/state"},
+                       offline_disks(sessions), "none is offline");
     } catch (const Failure& failure) {
         return {name, Result::note, failure.what()};
     }
