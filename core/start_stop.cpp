@@ -28,13 +28,14 @@ bool systemd_runs_the_host() {
 }
 
 /// One step of the daemon, as an init script takes it. Red Hat falls back to the script that SUSE has, and
-/// current distributions, which have neither, to systemd.
+/// current distributions, which have neither, to systemd. Of others, scripts of these names do other things.
 struct DaemonCommand {
     const char* redhat;
     const char* open_iscsi;
     const char* systemd;
 
     const char* on(int distro) const {
+        if (distro == DISTRO_UNKNOWN) return systemd;
         if (distro == DISTRO_REDHAT && is_there(redhat_script)) return redhat;
         return !is_there(open_iscsi_script) && systemd_runs_the_host() ? systemd : open_iscsi;
     }
@@ -56,6 +57,12 @@ unsigned int script_status(const ShellResult& script, const ShellResult& last_co
                                                         : static_cast<unsigned int>(script.status);
 }
 
+/// 0 when it is known how the daemon is started and stopped on this host.
+unsigned int distribution_refusal(int& distro) {
+    const auto unknown = static_cast<unsigned int>(get_linux_distro(&distro));
+    return unknown == iscsi_status::failure && systemd_runs_the_host() ? iscsi_status::success : unknown;
+}
+
 /// 0 only when it is known that there is no session.
 unsigned int session_refusal() {
     const std::optional<unsigned int> sessions = count_sessions();
@@ -75,7 +82,7 @@ Verdict start_stack() {
     if (probe_running()) return silent(iscsi_status::success);
 
     int distro = DISTRO_UNKNOWN;
-    if (const int unknown = get_linux_distro(&distro)) return silent(static_cast<unsigned int>(unknown));
+    if (const unsigned int refusal = distribution_refusal(distro)) return silent(refusal);
     if (distro == DISTRO_SUSE && !is_there("/sbin/iscsid")) {
         return reported(iscsi_status::daemon_file_missing);
     }
@@ -93,7 +100,7 @@ Verdict stop_stack() {
     if (const unsigned int refusal = session_refusal()) return silent(refusal);
 
     int distro = DISTRO_UNKNOWN;
-    if (const int unknown = get_linux_distro(&distro)) return silent(static_cast<unsigned int>(unknown));
+    if (const unsigned int refusal = distribution_refusal(distro)) return silent(refusal);
     const ShellResult script = run_shell(stop_command.on(distro));
     ShellResult last_command = script;
     if (distro == DISTRO_SUSE && probe_running()) {

@@ -27,8 +27,9 @@ ssize_t pwrite(int descriptor, const void* text, std::size_t size, off_t offset)
     return result;
 }
 int remove(const char* path) {
-    const int result = unlink(path) == 0 ? 0 : rmdir(path);
+    const int result = unlink(path) == 0 ? 0 : rmdir(path), error = errno;
     meet("remove");
+    errno = error;
     return result;
 }
 int nanosleep(const timespec* time, timespec* rest) {
@@ -188,9 +189,11 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     EXPECT_EQ(flushed, (std::vector<mode_t>{0666, 0640})) << "only what stays, for good";
     EXPECT_EQ(host::read_file("/etc/victim"), "victim");
     EXPECT_EQ(host::read_file("/etc/real.name"), "InitiatorName=iqn.b\n");
-    host::make_directory(temporary);
-    EXPECT_EQ(set({{14, "3"}}), 0) << "an empty directory is out of the way";
-    EXPECT_FALSE(host::exists(temporary));
+    for (const auto& entry : {temporary, temporary + "/x"}) {
+        host::make_directory(entry);
+        EXPECT_EQ(set({{14, "3"}}), 0) << "a directory is out of the way";
+        EXPECT_FALSE(host::exists(temporary));
+    }
 }
 
 void fill() {
@@ -201,13 +204,15 @@ void fill() {
 
 TEST(Writer, LosesNothingWhenAFileFailsOrStandsInTheWay) {
     const auto cut_temporary = [] { at("pwrite", 0600, [] { write_file(temporary, "#"); }); };
-    const auto file_appears = [] { at("remove", 0, [] { write_file(temporary, ""); }); };
+    const auto file_comes_again = [] {
+        write_file(temporary, "");
+        at("remove", 0, [] { write_file(temporary, ""); });
+    };
     const std::tuple<std::function<void()>, std::string, const char*> cases[] = {
         {[] { at("fsync", 0640); }, write_conf, "iqn.b"},
         {[] { at("fsync", 0644); }, "", "iqn.a"},
         {cut_temporary, "read tmp file", "iqn.b"},
-        {[] { write_file(temporary + "/x", ""); }, write_temporary, "iqn.b"},
-        {file_appears, write_temporary, "iqn.b"},
+        {file_comes_again, write_temporary, "iqn.b"},
     };
     for (const auto& [break_it, unable, name] : cases) {
         SCOPED_TRACE(unable + name);

@@ -145,13 +145,14 @@ TEST(Capture, HandsNothingToWhoeverWasThereBefore) {
     const std::tuple<const char*, std::function<void()>, unsigned int, bool> cases[] = {
         {"nothing", [] {}, 197, false},
         {"directory", [] { host::make_directory(capture_path); }, 197, false},
-        {"full directory", [] { host::write_file(capture_path + "/x"s, ""); }, 0, true},
+        {"full directory", [] { host::write_file(capture_path + "/x"s, ""); }, 197, false},
         {"FIFO", [] { mkfifo(capture_path, 0666); }, 197, false},
         {"link", [&] { host::make_link(capture_path, victim); }, 197, false},
         {"second name", [&] { EXPECT_EQ(::link(victim.c_str(), capture_path), 0); }, 197, false},
         {"device", [] { EXPECT_EQ(mknod(capture_path, S_IFCHR | 0600, 0), 0); }, 0, true},
         {"another user's", leave_theirs, 197, false},
         {"our own", [] { host::write_file(capture_path, "iscsiadm: no records found"); }, 197, false},
+        {"open to all", [] { ::close(::open(capture_path, O_CREAT | O_WRONLY, 0622)); }, 197, false},
     };
     umask(0);
     alarm(60);  // for whoever waits for the other end of a FIFO
@@ -165,7 +166,11 @@ TEST(Capture, HandsNothingToWhoeverWasThereBefore) {
         EXPECT_EQ(host::exists(capture_path), stays);
         EXPECT_EQ(host::read_file(victim), text);
         EXPECT_LE(lseek(theirs, 0, SEEK_END), 0) << "removed, not written";
-        EXPECT_TRUE(what != "nothing"s || host::read_file("/tmp/mode") == "600\n");
+        EXPECT_TRUE(what == "our own"s || stays || host::read_file("/tmp/mode") == "600\n");
+        const bool aside = std::system("ls /tmp/opiscsierr.aside.*/x >/tmp/aside 2>&1") == 0;
+        EXPECT_EQ(aside, what == "full directory"s);
+        host::remove("/tmp/aside");
+        std::system("rm -rf /tmp/opiscsierr.*");
     }
     host::remove(capture_path);
     host::write_file("/tmp/lie", already + "\n");

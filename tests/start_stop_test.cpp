@@ -54,9 +54,10 @@ TEST_F(StartStop, StartsOnTheDistribution) {
         {"SUSE and Red Hat\n", "", "", -1, 1, redhat},
         {"Other", "NAME=suse\nID=\"sles\"\n", none, 0, 0, units},
         {"Other", "ID=other\nID_LIKE=\"some fedora\"\n", "", 0, 0, redhat},
-        {"Other", "# ID=rhel\nID=rhel2\n", "", 0, 1, ""},
-        {late, "", "", -1, 1, suse},  // in the first 80 characters
-        {later, "", "", -1, 1, ""},
+        {"Other", "# ID=rhel\nID=rhel2\n", systemd, 0, 1, ""},
+        {"Other", "ID=debian\n", "", 0, 0, units},  // scripts of these names do other things there
+        {late, "", "", -1, 1, suse},                // in the first 80 characters
+        {later, "", none + systemd, -1, 1, ""},
     };
     for (const auto& [banner, os_release, missing, end, status, command] : starts) {
         SCOPED_TRACE(banner + os_release + missing);
@@ -92,6 +93,8 @@ TEST_F(StartStop, StopsOnTheDistribution) {
         // banner, missing files, answers of the commands, whether the first one stops anything
         {"Red Hat\n", "", bad, true, exit_3, redhat_stop},
         {"Red Hat\n", none, good, true, 0, {"systemctl stop iscsid.socket iscsid.service"}},
+        {"Other\n", "", good, true, 0, {"systemctl stop iscsid.socket iscsid.service"}},
+        {"SUSE\n", "", good, true, 0, suse_stop},
         {"SUSE\n", "", bad, false, exit_3, forced},
         {"SUSE\n", "", lost_at_last, false, 0, forced},
         {"SUSE\n", "", lost_at_first, false, ~0U, forced},

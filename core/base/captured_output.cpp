@@ -13,26 +13,21 @@ const char* tmperrfile = "/tmp/opiscsierr";
 namespace opinit {
 namespace {
 
-/// How a command ended is read from errno too, which therefore stays as it is meanwhile.
-class KeptErrno {
-public:
-    KeptErrno() = default;
-    KeptErrno(const KeptErrno&) = delete;
-    KeptErrno& operator=(const KeptErrno&) = delete;
-    ~KeptErrno() { errno = value_; }
-
-private:
-    int value_ = errno;
-};
-
 bool is_device(const struct stat& entry) {
     return S_ISCHR(entry.st_mode) || S_ISBLK(entry.st_mode);
 }
 
-bool may_be_written(const struct stat& entry) {
-    if (is_device(entry)) return true;
-    // With a second name it could be any file of ours.
-    return S_ISREG(entry.st_mode) && entry.st_uid == ::geteuid() && entry.st_nlink == 1;
+/// With a second name it could be any file of ours.
+bool only_we_write(const struct stat& entry) {
+    return S_ISREG(entry.st_mode) && entry.st_uid == ::geteuid() && entry.st_nlink == 1 &&
+           (entry.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+/// What an earlier command printed would be read again if the shell could not be started.
+bool kept_and_emptied(const char* path) {
+    struct stat entry;
+    if (::lstat(path, &entry) != 0) return false;
+    return is_device(entry) || (only_we_write(entry) && File{path, Access::empty});
 }
 
 }  // namespace
@@ -42,14 +37,10 @@ const char* captured_output_path() {
 }
 
 void make_way_for_captured_output() {
-    const KeptErrno kept;
+    const int error = errno;
     const char* path = captured_output_path();
-    struct stat entry;
-    if (::lstat(path, &entry) == 0) {
-        if (may_be_written(entry)) return;
-        S_ISDIR(entry.st_mode) ? ::rmdir(path) : ::unlink(path);
-    }
-    const File anew{path, Access::create_anew};
+    if (!kept_and_emptied(path)) File{path, Access::create_anew};
+    errno = error;  // how a command ended is read from it, too
 }
 
 void remove_captured_output() {

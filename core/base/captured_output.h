@@ -6,9 +6,9 @@ namespace opinit {
 /// `tmperrfile` as it is now; an empty text when the agent set it to null.
 const char* captured_output_path();
 
-/// Sees to it that the shell will write into a file that nobody else has a hand on. A plain file of our own
-/// stays and a device does; what else is there goes. Where that is not possible, the shell will fail to
-/// write, and the command's output stays unknown.
+/// Sees to it that the shell will write into an empty file that nobody else has a hand on. A plain file that
+/// only we may write stays, emptied, and a device does; what else is there goes. Where that is not possible,
+/// the shell will fail to write, and the command's output stays unknown.
 void make_way_for_captured_output();
 
 void remove_captured_output();

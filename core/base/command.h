@@ -32,7 +32,9 @@ public:
     /// Appends text from outside: as it stands when it is made of characters that mean nothing to the shell,
     /// single-quoted otherwise.
     Command& word(std::string_view outside);
-    /// Appends the redirection of the command's output into the file that `tmperrfile` names.
+    /// Appends the redirection of the command's output into the file that `tmperrfile` names: bash's own
+    /// form, and what bash makes of it where /bin/sh is another shell, which would run the command in the
+    /// background.
     Command& capture();
 
     const char* c_str() const { return text_.c_str(); }

@@ -24,6 +24,8 @@ int open_above_standard_streams(const char* path, int flags, mode_t permissions)
     const int moved = ::fcntl(number, F_DUPFD_CLOEXEC, first_free);
     const int error = errno;
     ::close(number);
+    // What was just created, and that nobody could write into.
+    if (moved < 0 && (flags & O_EXCL) != 0) ::unlink(path);
     errno = error;
     return moved;
 }

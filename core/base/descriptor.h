@@ -3,6 +3,8 @@
 
 #include <sys/types.h>
 
+#include <utility>
+
 namespace opinit {
 
 /// Owns a descriptor that is closed on exec, and is never 0, 1 or 2: an agent without standard streams would
@@ -10,8 +12,9 @@ namespace opinit {
 class Descriptor {
 public:
     Descriptor(const char* path, int flags, mode_t permissions = 0);
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
+    Descriptor(Descriptor&& other) noexcept
+        : number_{std::exchange(other.number_, -1)}, error_{other.error_} {}
+    Descriptor& operator=(Descriptor&&) = delete;
     ~Descriptor();
 
     bool is_open() const { return number_ >= 0; }

@@ -6,9 +6,29 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
 
 namespace opinit {
 namespace {
+
+/// Removes what stands at the path. A directory with something in it gets another name beside it: it may hold
+/// what somebody needs, and anybody could leave one where all may write.
+void clear_the_way(const char* path) {
+    if (std::remove(path) == 0 || (errno != ENOTEMPTY && errno != EEXIST)) return;
+    std::string aside = std::string{path} + ".aside.XXXXXX";
+    // An empty directory, which another one may take the place of.
+    if (::mkdtemp(aside.data()) != nullptr && std::rename(path, aside.c_str()) != 0) ::rmdir(aside.c_str());
+}
+
+Descriptor create_anew(const char* path) {
+    constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW;
+    Descriptor first{path, flags, 0600};
+    if (first.error() != EEXIST) return first;
+    clear_the_way(path);
+    return {path, flags, 0600};
+}
 
 Descriptor open_file(const char* path, Access access) {
     switch (access) {
@@ -21,9 +41,11 @@ Descriptor open_file(const char* path, Access access) {
         case Access::create:
             return {path, O_RDWR | O_CREAT, 0666};
         case Access::create_anew:
+            return create_anew(path);
+        case Access::empty:
             break;
     }
-    return {path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600};
+    return {path, O_WRONLY | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY};
 }
 
 }  // namespace

@@ -17,7 +17,8 @@ enum class Access {
     read_untrusted,  ///< never follows a link and never waits, whatever somebody left at the path
     read_and_write,
     create,       ///< read and write; created when missing
-    create_anew,  ///< read and write, for its owner only; fails when the path is taken, by a link too
+    create_anew,  ///< read and write, for its owner only; what stands in the way is taken away, or it fails
+    empty,        ///< write; what it held is gone; never follows a link and never waits
 };
 
 /// An open file of the host; tests as false when it could not be opened.

@@ -48,12 +48,13 @@ public:
     /// Loads the module and starts the daemon through the distribution's init script.
     /// Checks: index (176); available (182)
     /// Host: runs "modprobe iscsi_tcp"; reads /etc/issue, and /etc/os-release when it names neither Red Hat
-    /// nor
-    ///   SUSE; runs "/etc/init.d/iscsid start" or "/etc/init.d/open-iscsi start" unless the stack runs
-    ///   already, or "systemctl start iscsid" where there is no such script and systemd runs the host
+    ///   nor SUSE; runs "/etc/init.d/iscsid start" or "/etc/init.d/open-iscsi start" unless the stack runs
+    ///   already, or "systemctl start iscsid" where systemd runs the host and there is no such script or the
+    ///   distribution is another one
     /// Outputs: none
     /// Codes: 0 the stack runs; 416 the module does not load; 98 /etc/issue cannot be opened for reading and
-    ///   writing; 1 neither Red Hat nor SUSE, or not running after the script; 313 SUSE without /sbin/iscsid;
+    ///   writing; 1 neither Red Hat nor SUSE nor systemd, or not running after the script; 313 SUSE without
+    ///   /sbin/iscsid;
     ///   else the script's wait status although the stack runs
     /// Logged: 313; for 416 a text of its own, which leaves `err_msg` as it is
     /// Blocks: as long as the init script takes, seconds
@@ -173,7 +174,8 @@ public:
                                         unsigned int* bytes) = 0;
 
     /// Writes the requested settings into the portal's node records and logs in to the target. A login that
-    /// printed none of the phrases of a failure counts as done: look at the sessions afterwards.
+    /// printed none of the phrases of a failure counts as done, also where nothing was printed because no
+    /// shell could be started or no output captured. Look at the sessions afterwards.
     /// Checks: index of the request (176); running (183, 182)
     /// Host: runs one "iscsiadm -m node ... -o update" per requested setting (it changes every record at the
     ///   portal; CHAP secrets stand on the command line), then "iscsiadm -m node -l"; captures its output in

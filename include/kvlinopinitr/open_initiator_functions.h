@@ -9,7 +9,10 @@
 
 extern "C" {
 
-/// Where the output of commands is captured: "/tmp/opiscsierr" until the agent points it elsewhere.
+/// Where the output of commands is captured: "/tmp/opiscsierr" until the agent points it elsewhere. Commands
+/// end in " 1&>FILE" where /bin/sh is bash, or the program has a `system` of its own, and in " 1 >FILE 2>&1"
+/// elsewhere. A plain file that only its owner may write, who must be the agent, is emptied before; what else
+/// is there goes, a directory that is not empty to a name beside it.
 extern const char* tmperrfile;
 /// Result of the last probe whether the stack is installed (1 or 0).
 extern unsigned int op_init_stack_avail;
