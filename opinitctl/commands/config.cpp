@@ -153,14 +153,8 @@ void make(std::vector<Change>& changes, Properties& properties) {
     require_success(initiator, "set the settings", status,
                     status == iscsi_status::end_of_table ? "a file cannot be opened or written" : "");
     const std::vector<Change> now = changes_for(properties);
-    Names missing;
-    for (const Change& change : now) {
-        if (is_wanted(change)) missing.push_back(change.key);
-    }
-    if (!missing.empty() || now.size() != changes.size()) {
-        throw Failure("the library reported no failure, and yet the files do not say so: " +
-                      enumeration(missing));
-    }
+    if (now.size() != changes.size() || std::any_of(now.begin(), now.end(), is_wanted))
+        throw Failure("the library reported no failure, and yet the files do not say so: try it again");
     for (std::size_t i = 0; i < now.size(); ++i) changes[i].line = now[i].line;
 }
 
