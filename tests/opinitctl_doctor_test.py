@@ -22,11 +22,12 @@ os.environ |= {"RELEASE": RELEASE, "MODULES": f"/lib/modules/{RELEASE}", "CONF":
                "MODULE": f"/lib/modules/{RELEASE}/kernel/drivers/scsi/iscsi_tcp.ko", "PID": "/run/iscsid.pid",
                "NAME": "/etc/iscsi/initiatorname.iscsi", "SESSION": "/sys/class/iscsi_session/session",
                "ADD": "simhost-command add-session --target iqn.t --address 10.0.0.1", "TAKEN": "/tmp/opiscsierr",
-               "SYSTEMD": "/run/systemd/system", "RECORD": "/var/lib/iscsi/nodes/iqn.it's/default"}
+               "SYSTEMD": "/run/systemd/system", "RECORD": "/var/lib/iscsi/nodes/iqn.it's"}
 # The one user that an ordinary user's host has.
 ALONE = " 1\n" in pathlib.Path("/proc/self/uid_map").read_text()
 WITHOUT_RIGHTS = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
-REPAIR = """umount /tmp /etc/iscsi; rm -rf /etc/iscsi /var/lib/iscsi /etc/os-release /lib/modules /run/systemd /tmp/opi* /tmp/tmp* /run/simhost/override/s*
+REPAIR = """umount /tmp /etc/iscsi
+rm -rf /etc/iscsi /var/lib/iscsi /etc/os-release /lib/modules /run/systemd /tmp/opi* /tmp/tmp* /run/simhost/override/s*
 tar -xPf /run/sound.tar; chmod 1777 /tmp; chmod 755 ${SESSION%/*}
 for entry in $SESSION[0-9]*; do simhost-command remove-session ${entry#$SESSION}; done
 [ $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l) = 2 ] || { killall iscsid; rm -f $PID; iscsid; }"""
@@ -49,7 +50,8 @@ daemon|problem+|no iscsid*183*opinitctl start|killall iscsid
 daemon|problem+|alone is half a daemon*start starts nothing*kill*sessions stay|p=$(cat $PID); kill -9 $p; \
 timeout 20 tail --pid=$p -f /dev/null
 module loaded|problem|No such file*loadable modules|rm /proc/modules
-daemon|ok|one iscsid|killall iscsid; rm $PID; setsid iscsid -f &>/dev/null & timeout 20 sh -c 'until pgrep -x iscsid; do :; done'
+daemon|ok|one iscsid|killall iscsid; rm $PID; setsid iscsid -f &>/dev/null & \
+timeout 20 sh -c 'until pgrep -x iscsid; do :; done'
 distribution|problem|No such file*98*make an empty|rm /etc/issue
 distribution|problem+|No such file*98*|rm /etc/issue; echo ID=fedora >/etc/os-release
 distribution|problem|neither*answer 1*own means|echo Other >/etc/issue
@@ -66,13 +68,17 @@ daemon program|problem|start answers 313|rm /sbin/iscsid; echo SUSE >/etc/issue
 initiator name|problem+|No such file*191|rm $NAME
 initiator name|problem|no line*191*config set|echo '#' >$NAME
 initiator name|problem|more than 223*198|printf 'InitiatorName=iqn.%0230d\n' 0 >$NAME
-configuration file|problem|Read-only file system*for writing|mount --bind /etc/iscsi /etc/iscsi; mount -o remount,ro,bind /etc/iscsi
-secrets|problem+|in it: /etc/iscsi/iscsid.conf*chmod 600|chmod 644 $CONF; echo node.session.auth.password = Sesame >>$CONF
-secrets|problem+|in it: /var/lib/iscsi/nodes/iqn.it's/default|mkdir -p "${RECORD%/*}"; echo node.session.auth.password_in = x >"$RECORD"; chmod 640 "$RECORD"
-secrets|ok|*|chmod 644 $CONF; echo '#node.session.auth.password = x' >>$CONF
+configuration file|problem|Read-only file system*mount the file system|mount --bind /etc/iscsi /etc/iscsi; \
+mount -o remount,ro,bind /etc/iscsi
+secrets|problem+|in it: /etc/iscsi/iscsid.conf*chmod 600|chmod 644 $CONF; \
+echo node.session.auth.password = Sesame >>$CONF
+secrets|problem+|in it: /var/lib/iscsi/nodes/iqn.it's|mkdir -p "${RECORD%/*}"; \
+echo node.session.auth.password_in = x >"$RECORD"; chmod 640 "$RECORD"
+secrets|ok|*|chmod 644 $CONF; printf '%s\n' '#node.session.auth.password = x' node.session.auth.password_in= >>$CONF
+writers|ok|*|ln -s / /etc/iscsi/link
 files|note|iscsid.conf*as root|chmod 040 $CONF%
 owners|problem|own /etc/iscsi/iscsid.conf*chown root|chown 1 $CONF
-writers|problem+|may change /etc/iscsi*go-w|chmod 777 /etc/iscsi; chmod 620 $CONF
+writers|problem+|may change /etc/iscsi, /etc/iscsi/iscsid.conf*go-w|chmod 777 /etc/iscsi; chmod 620 $CONF
 discovery settings|note|ids 20, 21, 23|echo discovery.sendtargets.auth.username = u >>$CONF
 temporary directory|problem+|without the sticky bit*chmod +t|chmod 777 /tmp
 temporary directory|problem|Permission denied*nothing is captured*as root|chmod 555 /tmp%

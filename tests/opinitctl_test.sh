@@ -122,13 +122,14 @@ gives 0 "-iscsi.FastAbort = No
     config set --dry-run $wish
 opinitctl --json config set --dry-run $wish 2>/dev/null | grep -v '"line"' >/tmp/trial
 is "a trial writes nothing" "$(stat -c %y $conf $names /tmp)" "$before"
-is "it tells what is then done" "$(opinitctl --json config set $wish 2>/dev/null | grep -v '"line"' | diff /tmp/trial -)" ''
+is "it tells what is then done" \
+    "$(opinitctl --json config set $wish 2>/dev/null | grep -v '"line"' | diff /tmp/trial -)" ''
 : >$conf
 gives 0 "+node.session.iscsi.ERL = 1" '' config set --dry-run ERL=1
 chmod 400 $conf
 for command in config 'config get ERL' node 'config set --dry-run ERL=1'; do
-    is "$command of an ordinary user" "$(setpriv --bounding-set=-dac_override,-dac_read_search "$program" $command 2>&1; echo " $?")" \
-        "*$conf: Permission denied; run it as root* 1"
+    is "$command of an ordinary user" \
+        "$(setpriv --bounding-set=-dac_override,-dac_read_search "$program" $command 2>&1; echo " $?")" "*$conf: Permission denied; run it as root* 1"
 done
 
 # --- secrets
