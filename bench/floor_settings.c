@@ -93,6 +93,8 @@ struct answer initiators(const char* unused, unsigned char* buffer) {
 struct answer set(const char* unused, unsigned char* buffer) {
     static const char temporary[] = "/tmp/tmpiscsidconf.txt", key[] = "\nnode.conn[0].timeo.login_timeout = ";
     static char text[sizeof settings + 64];
+    static bool longer = false;
+    longer = !longer;
     (void)unused, (void)buffer;
     if (!installed()) return (struct answer){182, 0, 0};
     const int copy = open(temporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
@@ -100,8 +102,8 @@ struct answer set(const char* unused, unsigned char* buffer) {
     const ssize_t old_size = read(file, settings, sizeof settings - 1);
     settings[old_size] = '\0';
     char* value = strstr(settings, key) + strlen(key);
-    const int size =
-        snprintf(text, sizeof text, "%.*s30%s", (int)(value - settings), settings, strchr(value, '\n'));
+    const int size = snprintf(text, sizeof text, "%.*s%s%s", (int)(value - settings), settings,
+                              longer ? "300" : "30", strchr(value, '\n'));
     const bool written =
         write(copy, text, (size_t)size) == size && pwrite(file, text, (size_t)size, 0) == size;
     if (size < old_size && ftruncate(file, size) != 0) return (struct answer){1, 0, 0};

@@ -79,7 +79,10 @@ answer connections(const char* session, unsigned char* buffer) {
 }
 
 answer set(const char*, unsigned char*) {
-    _iSCSI_Property properties[] = {{16, "30"}, {78, ""}};
+    // Of another length each time, which takes one call more.
+    static bool longer = false;
+    _iSCSI_Property properties[] = {{16, ""}, {78, ""}};
+    std::strcpy(properties[0].value, (longer = !longer) ? "300" : "30");
     return {initiator.SetProperty(1, properties), 0, 0};
 }
 

@@ -2,16 +2,14 @@
 
 #include <unistd.h>
 
-#include <cerrno>
-
 namespace opinit {
 namespace {
 
 bool write_at(const File& file, std::size_t offset, std::string_view text) {
     while (!text.empty()) {
-        const ssize_t size =
-            ::pwrite(file.descriptor(), text.data(), text.size(), static_cast<off_t>(offset));
-        if (size < 0 && errno == EINTR) continue;
+        const ssize_t size = uninterrupted([&] {
+            return ::pwrite(file.descriptor(), text.data(), text.size(), static_cast<off_t>(offset));
+        });
         if (size <= 0) return false;
         offset += static_cast<std::size_t>(size);
         text.remove_prefix(static_cast<std::size_t>(size));
@@ -20,7 +18,11 @@ bool write_at(const File& file, std::size_t offset, std::string_view text) {
 }
 
 bool cut(const File& file, std::size_t size) {
-    return ::ftruncate(file.descriptor(), static_cast<off_t>(size)) == 0;
+    return uninterrupted([&] { return ::ftruncate(file.descriptor(), static_cast<off_t>(size)); }) == 0;
+}
+
+bool reach_the_disk(const File& file) {
+    return uninterrupted([&] { return ::fsync(file.descriptor()); }) == 0;
 }
 
 bool overwrite(const File& file, std::size_t old_size, std::string_view text) {
@@ -30,14 +32,14 @@ bool overwrite(const File& file, std::size_t old_size, std::string_view text) {
     if (!write_at(file, 0, text.substr(0, old_size))) return false;
     if (text.size() < old_size && !cut(file, text.size())) return false;
     // Some file systems tell of a full or failing disk only when asked for what they have not written yet.
-    return ::fsync(file.descriptor()) == 0;
+    return reach_the_disk(file);
 }
 
 /// Each step is tried whatever became of the one before: the length alone may be all there is to undo.
 void put_back(const File& file, std::string_view old) {
     write_at(file, 0, old);
     cut(file, old.size());
-    ::fsync(file.descriptor());
+    reach_the_disk(file);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "config/iscsid_conf.h"
 #include "core/base/host_files.h"
+#include "core/base/no_exceptions.h"
 #include "core/base/text.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/open_initiator_functions.h"
@@ -29,14 +30,16 @@ int take_value(std::string_view line, _iSCSI_Property& out) {
 }  // namespace
 
 int _GetProperty(int, unsigned char id, _iSCSI_Property* out) {
-    if (id > iscsi_property::end_of_list || iSCSI_PropertyTable[id].name == nullptr) return -1;
-    const File file{iscsid_conf, Access::read_and_write};
-    if (!file) return -1;
-    LineReader lines{file, property_line_limit};
-    while (const auto line = lines.next()) {
-        if (line->front() == '#') continue;
-        if (line->find(iSCSI_PropertyTable[id].name) != std::string_view::npos)
-            return take_value(*line, *out);
-    }
-    return -1;
+    return without_exceptions(-1, [id, out] {
+        if (id > iscsi_property::end_of_list || iSCSI_PropertyTable[id].name == nullptr) return -1;
+        const File file{iscsid_conf, Access::read_and_write};
+        if (!file) return -1;
+        LineReader lines{file, property_line_limit};
+        while (const auto line = lines.next()) {
+            if (line->front() == '#') continue;
+            if (line->find(iSCSI_PropertyTable[id].name) != std::string_view::npos)
+                return take_value(*line, *out);
+        }
+        return -1;
+    });
 }

@@ -2,12 +2,9 @@
 
 #include <unistd.h>
 
-#include <array>
-#include <cctype>
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,63 +18,63 @@ namespace {
 constexpr const char* name_file = "/etc/iscsi/initiatorname.iscsi";
 constexpr std::string_view name_key = "InitiatorName=";
 constexpr std::size_t name_line_limit = 512;
+constexpr int most_links = 8;
 
-/// A word of the file, character by character, so that an endless one costs no memory.
-class Word {
-public:
-    void add(char c) {
-        if (size_ < initiator_name_size - 1) text_[size_] = c;
-        ++size_;
-        if (key_matched_ == name_key.size()) return;
-        if (c != name_key[key_matched_])
-            key_matched_ = 0;  // its first letter does not occur again in the key
-        if (c == name_key[key_matched_]) ++key_matched_;
-    }
+namespace fs = std::filesystem;
 
-    bool is_name_word() const { return key_matched_ == name_key.size() && text_[0] != '#'; }
-    bool too_long() const { return size_ >= initiator_name_size; }
-    std::string_view text() const { return text_.data(); }
+bool is_name_word(std::string_view word) {
+    return word.find(name_key) != std::string_view::npos && !word.starts_with('#');
+}
 
-private:
-    std::array<char, initiator_name_size> text_{};
-    std::size_t size_ = 0;
-    std::size_t key_matched_ = 0;
-};
-
-/// The file's name word, or a word that is none.
-Word find_name_word(const File& file) {
+/// The file's name word, or a word that is none; nothing when the file cannot be read.
+std::optional<std::string> find_name_word(const File& file) {
     LineReader lines{file, name_line_limit};
-    Word word;
+    std::string word;  // may go on in the next piece
     while (const auto piece = lines.next()) {
         for (const char c : *piece) {
-            if (std::isspace(static_cast<unsigned char>(c)) == 0) {
-                word.add(c);
-            } else if (word.is_name_word()) {
+            if (!is_white_space(c)) {
+                word += c;
+            } else if (is_name_word(word)) {
                 return word;
             } else {
-                word = Word{};
+                word.clear();
             }
         }
     }
-    return word;
+    return lines.failed() ? std::nullopt : std::optional{word};
 }
 
-/// Removes a name file that was made for a name it never got.
-class NewNameFile {
+/// The open name file. One that was made here, for a name that it never got, is removed.
+class NameFile {
 public:
-    NewNameFile() : is_new_{::access(name_file, F_OK) != 0 && errno == ENOENT} {}
-    NewNameFile(const NewNameFile&) = delete;
-    NewNameFile& operator=(const NewNameFile&) = delete;
-    ~NewNameFile() {
-        // Where the administrator's link led to nothing, the link stays.
-        char path[PATH_MAX];
-        if (is_new_ && ::realpath(name_file, path) != nullptr) ::unlink(path);
+    NameFile() : file_{name_file, Access::read_and_write} {
+        if (file_.missing()) make();
+    }
+    NameFile(const NameFile&) = delete;
+    NameFile& operator=(const NameFile&) = delete;
+    ~NameFile() {
+        if (!made_.empty()) ::unlink(made_.c_str());
     }
 
-    void keep() { is_new_ = false; }
+    const File& file() const { return file_; }
+    void keep() { made_.clear(); }
 
 private:
-    bool is_new_;
+    /// Where the administrator's link leads to nothing, the file is made there, and the link stays.
+    void make() {
+        fs::path path = name_file;
+        for (int links = 0; links < most_links; ++links) {
+            file_ = File{path.c_str(), Access::create_new};
+            if (file_) made_ = path;
+            std::error_code no_link;
+            const fs::path target = fs::read_symlink(path, no_link);
+            if (file_ || no_link) return;
+            path = path.parent_path() / target;
+        }
+    }
+
+    File file_;
+    fs::path made_;
 };
 
 }  // namespace
@@ -85,10 +82,11 @@ private:
 int _GetInitiatorName(char (&name)[initiator_name_size]) {
     const File file{name_file, Access::read_and_write};
     if (!file) return -1;
-    const Word word = find_name_word(file);
-    if (!word.is_name_word()) return 0;
-    if (word.too_long()) return -2;
-    std::string_view rest = word.text();
+    const auto word = find_name_word(file);
+    if (!word) return -1;
+    if (!is_name_word(*word)) return 0;
+    if (word->size() >= initiator_name_size) return -2;
+    std::string_view rest = word->c_str();
     const auto is_equals = [](char c) { return c == '='; };
     next_token(rest, is_equals);
     const std::string_view value = next_token(rest, is_equals);
@@ -101,12 +99,12 @@ int _GetInitiatorName(char (&name)[initiator_name_size]) {
 int write_initiator_name(std::string_view name) {
     if (name.size() > longest_initiator_name) return -3;
     const std::string line = std::string{name_key}.append(name).append("\n");
-    NewNameFile made;
-    const File file{name_file, Access::create};
+    NameFile name_holder;
+    const File& file = name_holder.file();
     if (!file) return -1;
     const auto old = read_content(file, name_line_limit);
     if (!old || !replace_content(file, old->view(), line)) return -1;
-    made.keep();
+    name_holder.keep();
     return 0;
 }
 

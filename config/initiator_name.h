@@ -12,8 +12,8 @@ inline constexpr std::size_t initiator_name_size = 256;
 inline constexpr std::size_t longest_initiator_name = 223;
 
 /// Reads the name into `name`, which the caller has cleared. 0: read, or the file holds no name (`name` is
-/// left as it was); -1: the file cannot be opened, or its name word has no name; -2: `name` then holds more
-/// than 223 characters, or its word is longer than 255.
+/// left as it was); -1: the file cannot be opened or read, or its name word has no name; -2: `name` then
+/// holds more than 223 characters, or its word is longer than 255.
 int _GetInitiatorName(char (&name)[initiator_name_size]);
 
 /// Makes a line with this name the whole content of the file, which is created when missing. 0 written; -1

@@ -13,7 +13,8 @@ bool contains_closed(std::string_view text, std::string_view part) {
     return false;
 }
 
-bool key_names_flagged_row(std::string_view key, const _iSCSI_PropertyInfo& row) {
+bool key_names_row(std::string_view key, const _iSCSI_PropertyInfo& row) {
+    if ((row.flags & open_iscsi_initiator) == 0 || row.name == nullptr) return false;
     if (!contains_closed(key, row.name)) return false;
     // The key of this one row ends with the name of another, which comes earlier.
     constexpr std::uint32_t own_row = discovery_max_recv_data_segment_length;

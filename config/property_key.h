@@ -15,14 +15,8 @@ inline constexpr std::string_view key_end = "##";
 /// ends with `part`.
 bool contains_closed(std::string_view text, std::string_view part);
 
-/// The same for a row that is set in iscsid.conf.
-bool key_names_flagged_row(std::string_view key, const _iSCSI_PropertyInfo& row);
-
 /// Whether a key of iscsid.conf means this row's setting. The first row in the order asked wins.
-inline bool key_names_row(std::string_view key, const _iSCSI_PropertyInfo& row) {
-    const bool is_set = (row.flags & iscsi_property::open_iscsi_initiator) != 0 && row.name != nullptr;
-    return is_set && key_names_flagged_row(key, row);
-}
+bool key_names_row(std::string_view key, const _iSCSI_PropertyInfo& row);
 
 /// Under which key the setting of a named row is written.
 std::string full_key(const _iSCSI_PropertyInfo& row);

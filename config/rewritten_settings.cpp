@@ -46,10 +46,12 @@ SecretText rewritten_settings(std::string_view old, const Request& request) {
     std::vector<const AcceptedProperty*> missing;
     for (const AcceptedProperty& property : request.properties()) missing.push_back(&property);
     std::size_t kept = 0;  // where the lines begin that stay as they are
-    for (std::size_t begin = 0, end; begin < old.size(); begin = end) {
+    std::size_t end = 0;
+    while (end < old.size()) {
+        const std::size_t begin = end;
         const std::string_view line = line_at(old, begin);
+        end += line.size();
         const std::string_view key = key_of(line);
-        end = begin + line.size();
         const AcceptedProperty* property = request.find(key);
         if (property == nullptr) continue;
         text.append(old.substr(kept, begin - kept));

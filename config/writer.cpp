@@ -1,4 +1,7 @@
 // Writing settings into the stack's files.
+#include <sys/stat.h>
+
+#include <chrono>
 #include <cstdio>
 
 #include "config/file_content.h"
@@ -18,6 +21,8 @@ constexpr int file_failure = -1;
 
 /// The settings file of every distribution is smaller.
 constexpr std::size_t usual_size = 16384;
+
+constexpr std::chrono::seconds longest_wait{10};
 
 int report_unwritable(const char* path) {
     std::fprintf(stderr, "ERROR: unable to write %s.\n", path);
@@ -49,18 +54,30 @@ int rewrite_settings(const Request& request, const File& settings) {
     return replace_content(settings, old->view(), text.view()) ? 0 : report_unwritable(iscsid_conf);
 }
 
+/// Whether it is still the file at that path, and not one that was replaced by another of its name.
+bool stands_at(const char* path, const File& file) {
+    struct stat ours, there;
+    return ::fstat(file.descriptor(), &ours) == 0 && ::stat(path, &there) == 0 &&
+           ours.st_ino == there.st_ino && ours.st_dev == there.st_dev;
+}
+
 }  // namespace
 
 int _SetProperty(int, _iSCSI_Property* properties) {
     if (properties == nullptr) return file_failure;
     return without_exceptions(file_failure, [properties] {
-        // One turn for the whole call: it covers the initiator name's file, and the temporary file, which has
-        // the same name for every writer, from before it is made until after it is removed.
-        const File settings{iscsid_conf, Access::read_and_write};
-        const WritersTurn turn{settings};
-        if (!turn) return report_unwritable(iscsid_conf);
-        Request request;
-        if (const int refusal = request.accept(properties)) return refusal;
-        return rewrite_settings(request, settings);
+        const auto deadline = WritersTurn::Clock::now() + longest_wait;
+        for (;;) {
+            // One turn for the whole call: it covers the initiator name's file, and the temporary file, which
+            // has the same name for every writer, from before it is made until after it is removed.
+            const File settings{iscsid_conf, Access::read_and_write};
+            const WritersTurn turn{settings, deadline};
+            if (!turn) return report_unwritable(iscsid_conf);
+            // Meanwhile an editor may have put another file in its place.
+            if (turn.came_late() && !stands_at(iscsid_conf, settings)) continue;
+            Request request;
+            if (const int refusal = request.accept(properties)) return refusal;
+            return rewrite_settings(request, settings);
+        }
     });
 }

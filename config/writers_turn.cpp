@@ -3,7 +3,6 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <chrono>
 #include <thread>
 
 namespace opinit {
@@ -12,7 +11,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto pause = 1ms;
-constexpr int most_pauses = 10s / pause;
 
 /// Sets or lifts the lock; false when another one holds it. It belongs to the open file, not to the process,
 /// so that threads take turns as well.
@@ -26,10 +24,11 @@ bool set_lock(const File& file, short type) {
 
 }  // namespace
 
-WritersTurn::WritersTurn(const File& file) : file_{file}, mine_{set_lock(file, F_WRLCK)} {
+WritersTurn::WritersTurn(const File& file, Clock::time_point deadline)
+    : file_{file}, mine_{set_lock(file, F_WRLCK)}, late_{!mine_} {
     // No wait without end: a process that was stopped in its turn, or anyone who may read the file and locks
     // it against writers, would hang the agent.
-    for (int pauses = 0; !mine_ && pauses < most_pauses; ++pauses) {
+    while (!mine_ && Clock::now() < deadline) {
         std::this_thread::sleep_for(pause);
         mine_ = set_lock(file_, F_WRLCK);
     }

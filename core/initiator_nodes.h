@@ -11,7 +11,6 @@ struct InitiatorNodes {
     RecordList<_InitiatorNode> records;
 
     bool name_too_long() const { return result == -2; }
-    const _InitiatorNode& first() const { return *records.first(); }
 };
 
 /// Mode 1 reads the names only, 2 and 3 the settings too.

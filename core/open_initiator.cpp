@@ -11,6 +11,7 @@
 #include "core/base/text.h"
 #include "core/initiator_nodes.h"
 #include "core/list_query.h"
+#include "core/probes.h"
 #include "core/start_stop.h"
 #include "core/versions.h"
 #include "kvlinopinitr/iscsi_properties.h"
@@ -45,33 +46,23 @@ void keep_stores(const void* object) {
     asm volatile("" : : "r"(object) : "memory");
 }
 
-bool installed() {
-    op_init_stack_avail = static_cast<unsigned int>(check_stack_available());
-    return op_init_stack_avail != 0;
-}
-
-bool running() {
-    op_initiator_started = static_cast<unsigned int>(check_stack_running());
-    return op_initiator_started != 0;
-}
-
 unsigned int require_index(int index) {
     return index == the_initiator ? success : no_multiple_initiators;
 }
 
 unsigned int require_available() {
-    return installed() ? success : stack_not_installed;
+    return probe_installed() ? success : stack_not_installed;
 }
 
 unsigned int require_available_refreshing_running() {
     const unsigned int status = require_available();
-    running();
+    probe_running();
     return status;
 }
 
 unsigned int require_running() {
-    const bool is_installed = installed();
-    if (running()) return success;
+    const bool is_installed = probe_installed();
+    if (probe_running()) return success;
     return is_installed ? initiator_not_started : stack_not_installed;
 }
 
@@ -131,8 +122,8 @@ OpenInitiator::OpenInitiator() {
     SIZEOFPOINTER = link_size;
     err_msg[0] = '\0';
     stack_avail = static_cast<unsigned int>(check_stack_available());
-    installed();
-    running();
+    probe_installed();
+    probe_running();
 }
 
 OpenInitiator::~OpenInitiator() {
@@ -353,7 +344,7 @@ unsigned int OpenInitiator::GetList(int index, int type, void* buffer, unsigned 
     return whole([&] {
         if (const unsigned int status = require_index(index)) return status;
         if (type == LIST_TARGET_PORTALS) {
-            installed();
+            probe_installed();
         } else if (const unsigned int status = require_running()) {
             return status;
         }

@@ -7,6 +7,7 @@
 
 #include "core/base/command.h"
 #include "core/initiator_nodes.h"
+#include "core/probes.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "platform/kvlinhw.h"
@@ -46,11 +47,6 @@ constexpr DaemonCommand start_command{"/etc/init.d/iscsid start", "/etc/init.d/o
 // The socket would have the daemon started again.
 constexpr DaemonCommand stop_command{"/etc/init.d/iscsid stop", "/etc/init.d/open-iscsi stop",
                                      "systemctl stop iscsid.socket iscsid.service"};
-
-bool probe_running() {
-    op_initiator_started = static_cast<unsigned int>(check_stack_running());
-    return op_initiator_started != 0;
-}
 
 unsigned int script_status(const ShellResult& script, const ShellResult& last_command) {
     return last_command.outcome == Outcome::result_lost ? iscsi_status::success

@@ -37,8 +37,8 @@ std::optional<unsigned int> classify_line(std::string_view line) {
 
 }  // namespace
 
-unsigned int _check_iscsiadm_output(const char* path) {
-    return first_decision(path, classify_line).value_or(iscsi_status::success);
+unsigned int _check_iscsiadm_output() {
+    return first_decision(classify_line).value_or(iscsi_status::success);
 }
 
 }  // namespace opinit

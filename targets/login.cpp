@@ -69,7 +69,7 @@ unsigned int login(Params params, const std::string& portal) {
         .capture();
     const CapturedOutputRemoval removal;
     run_captured(command.c_str());
-    return _check_iscsiadm_output(captured_output_path());
+    return _check_iscsiadm_output();
 }
 
 }  // namespace

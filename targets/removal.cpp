@@ -76,7 +76,7 @@ unsigned int _remove_iscsi_dirs(const char* address, int port) {
         command.text(" -o delete").capture();
         if (run_captured(command.c_str()).outcome == Outcome::done) return iscsi_status::success;
         const CapturedOutputRemoval removal;
-        return first_decision(captured_output_path(), classify_delete_line).value_or(iscsi_status::success);
+        return first_decision(classify_delete_line).value_or(iscsi_status::success);
     });
 }
 
@@ -89,6 +89,6 @@ unsigned int _remove_persistent_entry(const char*, const char* address, int port
         if (outcome == Outcome::done) return iscsi_status::success;
         if (outcome == Outcome::failed) return iscsi_status::failure;
         const CapturedOutputRemoval removal;
-        return _check_iscsiadm_output(captured_output_path());
+        return _check_iscsiadm_output();
     });
 }

@@ -11,8 +11,6 @@
 #include <cstdlib>
 #include <span>
 
-#include "core/base/captured_output.h"
-
 namespace opinit {
 namespace {
 

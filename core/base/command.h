@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/captured_output.h"
 #include "core/base/host_files.h"
 #include "core/base/secret_text.h"
 
@@ -58,18 +59,16 @@ ShellResult run_captured(const char* command);
 /// Runs a command whose output is not read: 0 when it is done or its result is lost, else 1.
 int run_command(const char* command);
 
-/// What `decide` says of the first line of the file for which it says anything. Lines are lower-cased and
-/// come in pieces of at most 511 characters. Nothing when no line decides or the file cannot be read.
-template <class Decide>
-std::optional<unsigned int> first_decision(const char* path, Decide decide);
-
 std::string lower_case(std::string_view line);
 
 inline constexpr std::size_t output_line_limit = 512;
 
+/// What `decide` says of the first line of the captured output for which it says anything. Lines are
+/// lower-cased and come in pieces of at most 511 characters. Nothing when no line decides or there is no
+/// file.
 template <class Decide>
-std::optional<unsigned int> first_decision(const char* path, Decide decide) {
-    const File output{path, Access::read_untrusted};
+std::optional<unsigned int> first_decision(Decide decide) {
+    const File output{captured_output_path(), Access::read_untrusted};
     if (!output) return std::nullopt;
     LineReader lines{output, output_line_limit};
     while (const auto piece = lines.next()) {

@@ -10,16 +10,8 @@ namespace {
 
 constexpr int first_free = STDERR_FILENO + 1;
 
-int open_again_if_interrupted(const char* path, int flags, mode_t permissions) {
-    int number;
-    do {
-        number = ::open(path, flags | O_CLOEXEC, permissions);
-    } while (number < 0 && errno == EINTR);
-    return number;
-}
-
 int open_above_standard_streams(const char* path, int flags, mode_t permissions) {
-    const int number = open_again_if_interrupted(path, flags, permissions);
+    const int number = uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, permissions); });
     if (number < 0 || number >= first_free) return number;
     const int moved = ::fcntl(number, F_DUPFD_CLOEXEC, first_free);
     const int error = errno;

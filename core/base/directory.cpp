@@ -7,21 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <memory>
 
 namespace opinit {
 namespace {
 
-constexpr std::size_t listing_room = 32768;
-
 /// The kernel's own call: the C libraries of the hosts that are served need not have a function for it.
 long read_entries(int descriptor, std::span<char> room) {
-    long size;
-    do {
-        size = ::syscall(SYS_getdents64, descriptor, room.data(), room.size());
-    } while (size < 0 && errno == EINTR);
-    return size;
+    return uninterrupted([&] { return ::syscall(SYS_getdents64, descriptor, room.data(), room.size()); });
 }
 
 }  // namespace
@@ -50,16 +42,7 @@ bool skip_dot_entries(std::string_view name) {
     return name != "." && name != "..";
 }
 
-Listing::Listing(const char* path, const std::function<bool(std::string_view)>& select) {
-    const std::unique_ptr<char[]> room{new char[listing_room]};
-    Directory directory{path, {room.get(), listing_room}};
-    while (directory) {
-        const auto entry = directory.next();
-        if (!entry) break;
-        if (select(entry->name)) text_.insert(text_.end(), entry->name.begin(), entry->name.end() + 1);
-    }
-    error_ = directory.error();
-    if (!complete()) return;
+void Listing::sort_names() {
     // Only now, since the text has moved while it grew.
     for (std::size_t at = 0; at < text_.size(); at += names_.back().size() + 1) {
         names_.emplace_back(text_.data() + at);

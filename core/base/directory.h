@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -56,7 +56,19 @@ bool skip_dot_entries(std::string_view name);
 /// unless the directory was read to its end.
 class Listing {
 public:
-    Listing(const char* path, const std::function<bool(std::string_view)>& select);
+    /// `select` is asked for each name, in directory order.
+    template <class Select>
+    Listing(const char* path, Select&& select) {
+        const std::unique_ptr<char[]> room{new char[room_size]};
+        Directory directory{path, {room.get(), room_size}};
+        while (directory) {
+            const auto entry = directory.next();
+            if (!entry) break;
+            if (select(entry->name)) text_.insert(text_.end(), entry->name.begin(), entry->name.end() + 1);
+        }
+        error_ = directory.error();
+        if (complete()) sort_names();
+    }
 
     /// Whether it was read to its end.
     bool complete() const { return error_ == 0; }
@@ -72,7 +84,11 @@ public:
     auto rend() const { return names_.rend(); }
 
 private:
-    int error_ = 0;
+    static constexpr std::size_t room_size = 32768;
+
+    void sort_names();
+
+    int error_;
     std::vector<char> text_;  ///< all names, each with its NUL
     std::vector<std::string_view> names_;
 };

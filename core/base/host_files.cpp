@@ -38,8 +38,8 @@ Descriptor open_file(const char* path, Access access) {
             return {path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY};
         case Access::read_and_write:
             return {path, O_RDWR};
-        case Access::create:
-            return {path, O_RDWR | O_CREAT, 0666};
+        case Access::create_new:
+            return {path, O_RDWR | O_CREAT | O_EXCL, 0666};
         case Access::create_anew:
             return create_anew(path);
         case Access::empty:
@@ -53,11 +53,7 @@ Descriptor open_file(const char* path, Access access) {
 File::File(const char* path, Access access) : descriptor_{open_file(path, access)} {}
 
 std::ptrdiff_t File::read(std::span<char> buffer) const {
-    std::ptrdiff_t size;
-    do {
-        size = ::read(descriptor_.number(), buffer.data(), buffer.size());
-    } while (size < 0 && errno == EINTR);
-    return size;
+    return uninterrupted([&] { return ::read(descriptor(), buffer.data(), buffer.size()); });
 }
 
 LineReader::~LineReader() {
@@ -69,6 +65,7 @@ std::optional<std::string_view> LineReader::next() {
         const std::string_view head = buffered().substr(0, longest_);
         const std::size_t newline = head.find('\n');
         if (newline == std::string_view::npos && head.size() < longest_ && refill()) continue;
+        if (failed_) return std::nullopt;
         const std::size_t size = newline == std::string_view::npos ? head.size() : newline + 1;
         if (size == 0) return std::nullopt;
         begin_ += size;

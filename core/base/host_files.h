@@ -16,7 +16,7 @@ enum class Access {
     read,
     read_untrusted,  ///< never follows a link and never waits, whatever somebody left at the path
     read_and_write,
-    create,       ///< read and write; created when missing
+    create_new,   ///< read and write; fails when the path is taken, by a link too
     create_anew,  ///< read and write, for its owner only; what stands in the way is taken away, or it fails
     empty,        ///< write; what it held is gone; never follows a link and never waits
 };
@@ -47,7 +47,8 @@ public:
     LineReader& operator=(const LineReader&) = delete;
     ~LineReader();
 
-    /// The next piece, newline included, valid until the next call; nothing at the end of the file.
+    /// The next piece, newline included, valid until the next call; nothing at the end of the file and where
+    /// it cannot be read further, of which then no beginning of a line is handed out.
     std::optional<std::string_view> next();
 
     /// Whether the pieces ended because the file could not be read further.

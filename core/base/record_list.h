@@ -37,7 +37,9 @@ template <class Record>
 class RecordList {
 public:
     RecordList() = default;
-    explicit RecordList(Record* first) : first_{first} {}
+    explicit RecordList(Record* first) : last_{first}, first_{first} {
+        while (last_ != nullptr && next_record(last_) != nullptr) last_ = next_record(last_);
+    }
     RecordList(RecordList&& other) noexcept : last_{other.last_}, first_{other.release()} {}
     ~RecordList() { free_record_list(first_, sizeof(Record)); }
 
@@ -62,7 +64,7 @@ public:
     }
 
 private:
-    Record* last_ = nullptr;  ///< of those appended here
+    Record* last_ = nullptr;
     Record* first_ = nullptr;
 };
 

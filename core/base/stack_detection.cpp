@@ -5,7 +5,6 @@
 
 #include <array>
 #include <charconv>
-#include <optional>
 #include <string_view>
 
 #include "core/base/directory.h"
@@ -48,7 +47,7 @@ bool named_daemon_runs() {
 }
 
 /// On current distributions the module file is compressed.
-bool module_file_exists(Path path) {
+bool module_file_exists(const Path& path) {
     if (::access(path.c_str(), F_OK) == 0) return true;
     for (const char* compression : {".xz", ".zst", ".gz"}) {
         if (::access(Path{path}.text(compression).c_str(), F_OK) == 0) return true;
@@ -66,8 +65,9 @@ int check_stack_available() {
         if (!File{"/etc/iscsi/iscsid.conf", Access::read}) return 0;
         utsname kernel{};
         uname(&kernel);
-        const Path modules = Path{"/lib/modules/"}.text(kernel.release);
-        return module_file_exists(Path{modules}.text("/kernel/drivers/scsi/iscsi_tcp.ko")) ? 1 : 0;
+        Path file{"/lib/modules/"};
+        return module_file_exists(file.text(kernel.release).text("/kernel/drivers/scsi/iscsi_tcp.ko")) ? 1
+                                                                                                       : 0;
     });
 }
 
