@@ -84,7 +84,7 @@ bool may_differ(const std::string& name, const Seen& seen, const Plan& plan) {
 /// In which ways each kind of call fails; 0: it is cut short.
 const std::map<Kind, std::vector<int>> errors = {{Kind::open, {ENOENT, EACCES, EIO, EMFILE, EINTR}},
                                                  {Kind::read, {EIO, EINTR, 0}},
-                                                 {Kind::list, {EIO, ENOENT}},
+                                                 {Kind::list, {EIO, ENOENT, EINTR}},
                                                  {Kind::write, {ENOSPC, EIO, EINTR, 0}},
                                                  {Kind::look, {ENOENT, EACCES, EIO}},
                                                  {Kind::entry, {ENOENT, EACCES, EIO}},
@@ -145,9 +145,10 @@ protected:
     void try_out(const Plan& next, const faults::SystemCall& call = {}) {
         char trying[400];
         std::snprintf(trying, sizeof trying,
-                      "system call %d (kind %d, %s), allocation %d, command %d: %s%s\n", next.system_call,
-                      int(call.kind), call.path, next.allocation, next.command,
-                      next.error != 0 ? std::strerror(next.error) : "short", next.lasting ? ", lasting" : "");
+                      "system call %d (%s %s), allocation %d, command %d: %s%s, %d in a row\n",
+                      next.system_call, faults::kind_names[int(call.kind)], call.path, next.allocation,
+                      next.command, next.error != 0 ? std::strerror(next.error) : "short",
+                      next.lasting ? ", lasting" : "", next.times);
         run(next, call);
         EXPECT_GT(seen.report.counts.injected, 0) << trying;
         injected += seen.report.counts.injected;
@@ -205,11 +206,7 @@ protected:
     }
 
     /// What is interrupted or cut short is gone on with.
-    bool is_transparent() const {
-        if (plan.system_call < 0) return false;
-        const bool transfer = failing.kind == Kind::read || failing.kind == Kind::write;
-        return plan.error == 0 || (plan.error == EINTR && (transfer || failing.kind == Kind::open));
-    }
+    bool is_transparent() const { return plan.system_call >= 0 && (plan.error == 0 || plan.error == EINTR); }
 
     void expect_true_success() {
         std::vector<std::string> done = seen.commands, usual = expected.commands;
@@ -285,7 +282,9 @@ TEST_P(Sweep, OutlivesEveryFault) {
         for (const int error : errors.at(call.kind)) {
             if (error == 0 && !call.may_be_short) continue;
             try_out({.system_call = n, .error = error}, call);
-            if (error != EINTR) try_out({.system_call = n, .error = error, .lasting = true}, call);
+            const bool interrupted = error == EINTR;
+            try_out({.system_call = n, .error = error, .lasting = !interrupted, .times = interrupted ? 2 : 1},
+                    call);
         }
     }
     tell("system calls", static_cast<int>(calls.size()));
@@ -299,6 +298,57 @@ TEST_P(Sweep, OutlivesEveryFault) {
     }
     tell("commands", healthy.report.counts.commands);
     run_without_standard_streams();
+}
+
+/// Of those that open, read or write. Each alone, and long enough for a cancellation to act wherever it can.
+TEST(ExportedFunctions, AreFinishedByCancelledThreads) {
+    populate_host();
+    shell::answer({{0, 0, ""}});
+    static unsigned char session[16] = {1};
+    static _iSCSI_Property property, end_of_list{78, ""};
+    static _LoginParams params;
+    static void* list = nullptr;
+    static unsigned int count = 0;
+    static int code = 0;
+    static char target[] = "iqn.d", name[] = "iqn.x";
+    static const auto chain = [](auto type) { return reinterpret_cast<decltype(type)>(&(list = nullptr)); };
+    using Function = void (*)();
+    const Function functions[] = {
+        [] { check_stack_available(); },
+        [] { is_module_loaded(); },
+        [] { check_iscsid_instances(); },
+        [] { check_stack_running(); },
+        [] { get_linux_distro(&code); },
+        [] { _GetProperty(0, 7, &property); },
+        [] { _SetProperty(0, &end_of_list); },
+        [] { _GetInitiatorNodeList(&list, &count, 2); },
+        [] { _RemoveInitiatorNode(name); },
+        [] { _GetPortalGroups(name, target, chain(static_cast<_TargetPortalGroups**>(nullptr))); },
+        [] { _DiscoverTarget("10.0.0.7", 3260, chain(static_cast<_TargetInformation**>(nullptr)), &count); },
+        [] { _LoginTarget(&params, "10.0.0.3"); },
+        [] { _LogoutTarget(session); },
+        [] { _GetTargetList(chain(static_cast<_TargetInformation**>(nullptr)), 1); },
+        [] { _remove_iscsi_dirs("10.0.0.3", 3260); },
+        [] { _remove_persistent_entry(nullptr, "10.0.0.3", 3260, nullptr); },
+        [] { _QuerySessionCount(&count); },
+        [] { _QuerySessionList(chain(static_cast<_SessionInformation**>(nullptr)), &count, nullptr); },
+        [] { _QuerySessionID("10.0.0.1", 3260, "iqn.a"); },
+        [] { _QueryConnectionList(name, session, chain(static_cast<_ConnectionInformation**>(nullptr))); },
+        [] { _QueryDiskCount(session, &count); },
+        [] { _QueryDiskList("1", chain(static_cast<_DiskInformation**>(nullptr)), &count); },
+    };
+    for (const Function& function : functions) {
+        pthread_t thread;
+        const auto work = [](void* finished) {
+            pthread_cancel(pthread_self());
+            (*static_cast<const Function*>(finished))();
+            return finished;
+        };
+        void* result = nullptr;
+        ASSERT_EQ(pthread_create(&thread, nullptr, work, const_cast<Function*>(&function)), 0);
+        pthread_join(thread, &result);
+        EXPECT_EQ(result, &function) << "number " << &function - functions;
+    }
 }
 
 TEST(Probes, TakeNoMemoryAndBelieveNoListingThatFails) {

@@ -8,6 +8,8 @@ namespace faults {
 
 /// System calls by how they fail. `entry` makes or removes one.
 enum class Kind : unsigned char { open, read, list, write, look, entry, cut, flush, lock };
+inline constexpr const char* kind_names[] = {"open",  "read", "list",  "write", "look",
+                                             "entry", "cut",  "flush", "lock"};
 
 struct SystemCall {
     Kind kind;
@@ -23,6 +25,7 @@ struct Plan {
     int command = -1;
     int result = 0;        // of the command, which does not run
     bool lasting = false;  // every further one of its kind fails too
+    int times = 1;         // how many in a row fail otherwise
 };
 
 /// Counts that the two watchers share.

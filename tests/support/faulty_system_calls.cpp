@@ -112,7 +112,8 @@ void watch_descriptor(const Trap& trap, Kind kind) {
 bool is_planned(int n, const SystemCall& call) {
     if (plan.system_call < 0 || n < plan.system_call) return false;
     if (n == plan.system_call) failing = call.kind;
-    const bool one_more = plan.lasting && call.kind == failing && (plan.error != 0 || call.may_be_short);
+    const bool again = plan.lasting || n < plan.system_call + plan.times;
+    const bool one_more = again && call.kind == failing && (plan.error != 0 || call.may_be_short);
     return n == plan.system_call || one_more;
 }
 
