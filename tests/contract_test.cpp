@@ -48,13 +48,25 @@ TEST(Contract, TheObjectIsConstructedAndDestroyedInTheAgentsMemory) {
 
 TEST(Contract, MessagesOfTheStatusTable) {
     OpenInitiator initiator;
-    std::uint64_t sum = 0xcbf29ce484222325;  // FNV-1a of "CODE MESSAGE\n" of all rows, in their order
-    for (const iSCSI_StatusMessage* row = OpenIscsiErrStr; row->message != nullptr; ++row) {
+    // All rows in their order, each message by its FNV-1a sum.
+    const std::pair<unsigned int, std::uint32_t> rows[] = {
+        {0u, 0x6d8303b0},   {1u, 0x00ff5cd1},   {98u, 0xe87ccbb9},  {99u, 0x3c113350},  {166u, 0x940a4b27},
+        {167u, 0x45950bd2}, {168u, 0xad07f1e1}, {169u, 0x7a5d00f5}, {170u, 0xa5874690}, {171u, 0x2bec13a5},
+        {172u, 0x7f134576}, {173u, 0x4361ea99}, {174u, 0x3051b822}, {175u, 0x10262ab4}, {176u, 0x6683199b},
+        {177u, 0x13072677}, {178u, 0xa13110a7}, {179u, 0xe54d10cd}, {180u, 0x01ec9471}, {182u, 0xf3e226b9},
+        {183u, 0x61934ac4}, {184u, 0xf8ad2330}, {185u, 0x046a39c2}, {186u, 0x26991d55}, {187u, 0x480df19a},
+        {189u, 0x91d8ec7f}, {191u, 0x8362dd4f}, {89u, 0xda1d7f99},  {197u, 0xc9cbacc1}, {199u, 0xbee37024},
+        {198u, 0xca9807eb}, {313u, 0x507836d8}, {205u, 0xd957f326}};
+    const iSCSI_StatusMessage* row = OpenIscsiErrStr;
+    for (const auto& [code, expected] : rows) {
         EXPECT_STREQ(initiator.GetErrStr(static_cast<int>(row->code)), row->message);
-        for (const char c : std::to_string(row->code) + " " + row->message + "\n")
-            sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+        std::uint32_t sum = 0x811c9dc5;
+        for (const char* c = row->message; *c != '\0'; ++c)
+            sum = (sum ^ static_cast<unsigned char>(*c)) * 0x1000193;
+        EXPECT_TRUE(row->code == code && sum == expected) << row->code << ' ' << row->message;
+        ++row;
     }
-    EXPECT_EQ(sum, 0xf25533482513193c);
+    EXPECT_EQ(row->message, nullptr);
     EXPECT_EQ(OpenIscsiErrStr[33].code, 0xFFFFFFFFu);
     for (const int code : {181, 416, -1, 256}) EXPECT_STREQ(initiator.GetErrStr(code), "") << code;
 }

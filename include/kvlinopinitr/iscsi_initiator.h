@@ -2,7 +2,7 @@
 //
 // Common to all operations:
 // - A call does its whole work on the caller's thread: one call at a time. No exception leaves it, and a
-//   thread that is cancelled meanwhile finishes it first.
+//   thread that is cancelled meanwhile finishes it first. Asynchronous cancellation is not supported.
 // - It answers a status of iscsi_status.h (`GetErrStr` gives its message) unless said otherwise.
 // - Checks are made in the order given and before any work. "index" is the initiator node index: the host
 //   has one initiator, so only 1 is accepted. "available" asks for /etc/iscsi/iscsid.conf and the iscsi_tcp
@@ -281,7 +281,7 @@ public:
     ///   initiator name too long (an initiator name that stood before a refused entry is already written);
     ///   4294967295 a file cannot be opened or written, or out of memory
     /// Logged: every code, 0 too
-    /// Blocks: for 10 s at most, while another caller of this library writes
+    /// Blocks: for 10 s at most, while somebody else holds a lock on iscsid.conf
     virtual unsigned int SetProperty(int index, _iSCSI_Property* properties) = 0;
 
     /// Lists what belongs to an object. Type 40: the portals of a target, `_TargetPortalGroups`, 29 bytes
