@@ -28,7 +28,7 @@ ALONE = " 1\n" in pathlib.Path("/proc/self/uid_map").read_text()
 WITHOUT_RIGHTS = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 REPAIR = """umount /tmp /etc/iscsi
 rm -rf /etc/iscsi /var/lib/iscsi /etc/os-release /lib/modules /run/systemd /tmp/opi* /tmp/tmp* /run/simhost/override/s*
-tar -xPf /run/sound.tar; chmod 1777 /tmp; chmod 755 ${SESSION%/*}
+tar -xPf /run/sound.tar; chmod 1777 /tmp; mkdir -p ${SESSION%/*}; chmod 755 ${SESSION%/*}
 for entry in $SESSION[0-9]*; do simhost-command remove-session ${entry#$SESSION}; done
 [ $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | wc -l) = 2 ] || { killall iscsid; rm -f $PID; iscsid; }"""
 
@@ -48,7 +48,7 @@ module file|problem|built in|rm $MODULE; echo kernel/drivers/scsi/iscsi_tcp.ko >
 module loaded|problem+|183*opinitctl start|: >/proc/modules
 daemon|problem+|no iscsid*183*opinitctl start|killall iscsid
 daemon|problem+|alone is half a daemon*start starts nothing*kill*sessions stay|p=$(cat $PID); kill -9 $p; \
-timeout 20 tail --pid=$p -f /dev/null
+timeout 20 tail --pid=$p -f /dev/null; kill -STOP $(grep -lsz ^/sbin/iscsid /proc/[0-9]*/cmdline | cut -d/ -f3)
 module loaded|problem|No such file*loadable modules|rm /proc/modules
 daemon|ok|one iscsid|killall iscsid; rm $PID; setsid iscsid -f &>/dev/null & \
 timeout 20 sh -c 'until pgrep -x iscsid; do :; done'
@@ -59,6 +59,7 @@ distribution|ok|run by systemd|echo Other >/etc/issue; mkdir -p $SYSTEMD
 start and stop|note|known|echo Other >/etc/issue
 start and stop|note|known|rm /etc/issue; mkdir -p $SYSTEMD
 start and stop|ok|systemctl|echo Other >/etc/issue; mkdir -p $SYSTEMD
+daemon|problem|no iscsid*opinitctl start|rm $MODULE; killall iscsid
 daemon|problem|no iscsid*modprobe|killall iscsid; echo Other >/etc/issue
 start and stop|problem+|Permission denied*executable|chmod -x /etc/init.d/iscsid
 start and stop|problem|open-iscsi: No such file*or systemd|rm /etc/init.d/*
@@ -91,6 +92,7 @@ captured output|note|another user's|touch $TAKEN; chown 1 $TAKEN
 captured output|note|a device: nothing is captured|mknod $TAKEN c 1 3
 copy of the settings|note|a directory|mkdir -p /tmp/tmpiscsidconf.txt/x
 sessions|problem|stop answers 189*3 to iqn.t at 10.0.0.1:3260 (failed)|$ADD --sid 3; echo FAILED >${SESSION}3/state
+sessions|ok|0 live|rmdir ${SESSION%/*}
 sessions|problem|Permission denied*not known*as root|$ADD --sid 3; chmod 0 /sys/class/iscsi_session%
 session numbers|note|low 8 bits: 300*log out by iscsiadm|$ADD --sid 300
 session numbers|problem|may end that one*300|$ADD --sid 300; $ADD --sid 44
@@ -119,14 +121,14 @@ def try_fix(cause, name):
     for row in reversed(mended):
         undo = row["done"].split("; undone by: ")[1].replace("opinitctl", PROGRAM)
         check(f"{cause}: {undo}", shell(undo).returncode == 0)
-    return examine()[0][name]["result"]
+    return examine()[0][name]["finding"]
 
 
 simulated.replace_command("iscsi-iname", "echo iqn.2024-01.test:new")
 shell("tar -cPf /run/sound.tar /etc/iscsi /etc/init.d /etc/issue /lib/modules /sbin/iscsid /bin/sh /proc/modules")
 sound, _ = examine()
 check("a sound host", all(row["result"] == "ok" for row in sound.values()), sound)
-for name, result, words, cause in (row.split("|") for row in TABLE.replace("\\\n", "").strip().split("\n")):
+for name, result, words, cause in (row.split("|", 3) for row in TABLE.replace("\\\n", "").strip().split("\n")):
     if ALONE and ("chown" in cause or "mknod" in cause):
         continue
     shell(cause.rstrip("%"))
@@ -136,7 +138,7 @@ for name, result, words, cause in (row.split("|") for row in TABLE.replace("\\\n
     check(f"{cause}: a fix", (broken["fix"] is not None) == result.endswith("+"), broken)
     if result.endswith("+"):
         again = try_fix(cause, name)
-        check(f"{cause}: can be undone", again == result.rstrip("+") or name in STARTED, again)
+        check(f"{cause}: can be undone", again == broken["finding"] or name in STARTED, again)
     shell(REPAIR)
 
 shell("chmod 622 $CONF; mount --bind /etc/iscsi /etc/iscsi; mount -o remount,ro,bind /etc/iscsi")

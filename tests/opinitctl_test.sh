@@ -106,7 +106,8 @@ gives 3 '' '*username_in is not set*' config get username_in
 # --- lines as people write them: a trial tells what is then done, writes nothing, and shows no secret
 printf '%s\n' '  iscsi.FastAbort   =   No' 'discovery.sendtargets.auth.password = Sesame' node.startup=onboot ERL= \
     '  node.session.auth.password  =  Sesame' '#node.session.queue_depth = 3' 'queue_depth = 3 ' 'X.ERL = 2' >$conf
-wish="FastAbort=Maybe ERL=x InitiatorName=bad queue_depth=3 startup=onboot password=0pen password_in=0pen"
+wish="FastAbort=Maybe ERL=x InitiatorName=bad queue_depth=3 startup=onboot 38=None password=0pen password_in=0pen"
+echo InitiatorName=iqn.second >>$names
 : >/tmp/trial; before=$(stat -c %y $conf $names /tmp)
 gives 0 "-iscsi.FastAbort = No
 +iscsi.FastAbort = Maybe
@@ -116,20 +117,23 @@ gives 0 "-iscsi.FastAbort = No
 +InitiatorName=bad
 -queue_depth = 3 
 +queue_depth = 3
++node.session.auth.authmethod = None
 -node.session.auth.password = \*\*\*\*\*\*\*\*
 +node.session.auth.password = \*\*\*\*\*\*\*\*
-+node.session.auth.password_in = \*\*\*\*\*\*\*\*" '*FastAbort: open-iscsi expects one of Yes, No*ERL: *InitiatorName: *iqn.*' \
++node.session.auth.password_in = \*\*\*\*\*\*\*\*" '*FastAbort: open-iscsi expects one of Yes, No*ERL: *InitiatorName: *iqn.*1 other*' \
     config set --dry-run $wish
 opinitctl --json config set --dry-run $wish 2>/dev/null | grep -v '"line"' >/tmp/trial
 is "a trial writes nothing" "$(stat -c %y $conf $names /tmp)" "$before"
 is "it tells what is then done" \
     "$(opinitctl --json config set $wish 2>/dev/null | grep -v '"line"' | diff /tmp/trial -)" ''
-: >$conf
+: >$conf && rm $names
+gives 0 '*appended *InitiatorName *' '*' config set InitiatorName=iqn.x:me
 gives 0 "+node.session.iscsi.ERL = 1" '' config set --dry-run ERL=1
 chmod 400 $conf
 for command in config 'config get ERL' node 'config set --dry-run ERL=1'; do
     is "$command of an ordinary user" \
-        "$(setpriv --bounding-set=-dac_override,-dac_read_search "$program" $command 2>&1; echo " $?")" "*$conf: Permission denied; run it as root* 1"
+        "$(setpriv --bounding-set=-dac_override,-dac_read_search "$program" $command 2>&1; echo " $?")" \
+        "*$conf: Permission denied; run it as root* 1"
 done
 
 # --- secrets

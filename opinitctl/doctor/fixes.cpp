@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 #include <thread>
 
@@ -59,9 +58,9 @@ std::string generated_name() {
 }
 
 void write_new_file(const std::string& path, const std::string& content) {
-    if (exists(path)) throw Failure(path + " is there already");
-    std::ofstream file(path);
-    if (!(file << content).flush())
+    FILE* const file = std::fopen(path.c_str(), "wx");
+    const bool written = file != nullptr && std::fputs(content.c_str(), file) >= 0;
+    if (file == nullptr || std::fclose(file) != 0 || !written)
         throw std::system_error(errno, std::generic_category(), "cannot write " + path);
 }
 

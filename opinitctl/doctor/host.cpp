@@ -42,7 +42,6 @@ std::string reason(const std::string& path, int error) {
 std::string remedy_for(int error, const std::string& path, const std::string& otherwise) {
     switch (error) {
         case EACCES:
-        case EPERM:
             return "run as root";
         case EROFS:
             return "mount the file system of " + path + " for writing";

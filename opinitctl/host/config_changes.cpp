@@ -49,7 +49,7 @@ std::string_view without_separators(std::string_view text) {
 }
 
 std::string_view key_in(std::string_view line) {
-    const std::string_view text = line.starts_with('#') ? "" : without_separators(line);
+    const std::string_view text = without_separators(line);
     return text.substr(0, text.find_first_of(separators));
 }
 
