@@ -1,5 +1,4 @@
 // opinitctl: controls the host's iSCSI initiator from the command line.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <exception>
@@ -49,42 +48,31 @@ Names words_of(int argc, char** argv) {
 }
 
 // Only the command that is meant: declaring all takes longer than most of them.
-void declare(CLI::App& app, const Names& words, Output& output) {
-    app.name("opinitctl");
-    app.footer(footer);
-    app.fallthrough();
-    app.require_subcommand(1);
-    app.set_version_flag("--version", "opinitctl " OPINITCTL_VERSION);
-    app.add_flag("--json", output.json, "Print results as JSON (before or behind any command)");
-    app.add_flag("-v,--verbose", CommandRunner::shows_commands,
-                 "Show the commands as they run; secrets as stars");
-    const std::vector<Command> commands = all_commands();
+void declare(const CommandLine& line, const Names& words, Output& output) {
+    line.add_note(footer);
+    line.add_flag("--json", output.json, "Print results as JSON (before or behind any command)");
+    line.add_flag("-v,--verbose", CommandRunner::shows_commands,
+                  "Show the commands as they run; secrets as stars");
     const auto named = std::find_if_not(words.begin(), words.end(), is_option);
+    bool is_known = named == words.end();
     Names names;
-    for (const Command& command : commands) {
+    for (const Command& command : all_commands()) {
         names.emplace_back(command.name);
         if (named != words.end() && *named != command.name) continue;
-        command.declare(*app.add_subcommand(command.name, command.description), output);
+        is_known = true;
+        command.declare(line.add_command(command.name, command.description), output);
     }
-    if (named == words.end()) {
-        app.add_subcommand("help", "Show the help of a command");
-    } else if (app.get_subcommands({}).empty()) {
+    if (named == words.end()) line.add_command("help", "Show the help of a command");
+    if (!is_known) {
         throw UsageError("there is no command \"" + *named + "\"; did you mean \"" + nearest(*named, names) +
                          "\"?");
     }
 }
 
 int run(const Names& words) {
-    CLI::App app{"Controls the iSCSI initiator of this host."};
     Output output;
     try {
-        declare(app, words, output);
-        app.parse(Names(words.rbegin(), words.rend()));
-    } catch (const CLI::Success& help) {
-        return app.exit(help);
-    } catch (const CLI::ParseError& error) {
-        report(UsageError(std::string(error.what()) + "; see \"opinitctl --help\""));
-        return exit_usage;
+        run_command_line(words, [&](const CommandLine& line) { declare(line, words, output); });
     } catch (const UsageError& error) {
         report(error);
         return exit_usage;

@@ -1,9 +1,9 @@
 // The commands, one family a file.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <span>
 
+#include "commands/command_line.h"
 #include "shown/output.h"
 
 namespace opinitctl {
@@ -12,7 +12,7 @@ struct Command {
     const char* name;
     const char* description;
     /// Declares its arguments and what runs once they are read.
-    void (*declare)(CLI::App& command, Output& output);
+    void (*declare)(const CommandLine& command, Output& output);
 };
 
 std::span<const Command> stack_commands();

@@ -196,43 +196,40 @@ void get_setting(const std::string& key, const Output& output) {
     throw Failure(full_key(id) + " is not set", exit_not_there);
 }
 
-void declare_get(CLI::App& get, Output& output) {
+void declare_get(const CommandLine& get, Output& output) {
     const auto key = add_required(get, "KEY", key_description);
-    get.callback([key, &output] { get_setting(*key, output); });
+    get.on_run([key, &output] { get_setting(*key, output); });
 }
 
-void declare_set(CLI::App& set, Output& output) {
+void declare_set(const CommandLine& set, Output& output) {
     const auto wish = std::make_shared<SetRequest>();
-    set.add_option("SETTING", wish->settings, std::string("KEY=VALUE, where KEY is ") + key_description)
-        ->type_name("");
-    set.add_option(
-           "--secret-file", wish->secret_files,
-           "KEY=FILE: take the value from the one line in FILE, \"-\" for standard input (repeatable)")
-        ->type_name("KEY=FILE")
-        ->allow_extra_args(false);
+    set.add_repeatable("SETTING", into(wish->settings),
+                       std::string("KEY=VALUE, where KEY is ") + key_description);
+    set.add_repeatable(
+        "--secret-file KEY=FILE", into(wish->secret_files),
+        "KEY=FILE: take the value from the one line in FILE, \"-\" for standard input (repeatable)");
     set.add_flag("--dry-run", wish->only_try, "Show what would change, and change nothing");
     add_listing_options(set, output, headings_of(change_columns()));
-    set.callback([wish, &output] { set_settings(*wish, output); });
+    set.on_run([wish, &output] { set_settings(*wish, output); });
 }
 
-void declare_config(CLI::App& config, Output& output) {
-    declare_get(*config.add_subcommand("get", "Print the value of a setting"), output);
+void declare_config(const CommandLine& config, Output& output) {
+    declare_get(config.add_command("get", "Print the value of a setting"), output);
     declare_set(
-        *config.add_subcommand(
+        config.add_command(
             "set",
             "Change settings and tell which lines were replaced or appended. The initiator name is a file of "
             "its own, which is replaced as a whole. Records of targets that are known already do not change"),
         output);
     add_listing_options(config, output, headings_of(setting_columns));
-    config.require_subcommand(0, 1);
-    config.callback([&config, &output] {
-        if (config.get_subcommands().empty()) show_settings(output);
+    config.on_run([config, &output] {
+        if (!config.has_command()) show_settings(output);
     });
 }
 
-void declare_node(CLI::App& node, Output& output) {
+void declare_node(const CommandLine& node, Output& output) {
     add_record_options(node, output, headings_of(node_columns));
-    node.callback([&output] { show_node(output); });
+    node.on_run([&output] { show_node(output); });
 }
 
 constexpr Command commands[] = {

@@ -122,15 +122,15 @@ void show_disks(const Number& number, const Output& output) {
     output.list(disk_columns(), number ? disks_of(initiator, *number) : all_disks(initiator));
 }
 
-void declare_disks(CLI::App& command, Output& output) {
+void declare_disks(const CommandLine& command, Output& output) {
     const auto session = add_session_number(command);
     add_listing_options(command, output, headings_of(disk_columns()));
-    command.callback([session, &output] { show_disks(*session, output); });
+    command.on_run([session, &output] { show_disks(*session, output); });
 }
 
-void declare_tree(CLI::App& command, Output& output) {
+void declare_tree(const CommandLine& command, Output& output) {
     add_listing_options(command, output, headings_of(tree_columns));
-    command.callback([&output] { show_tree(output); });
+    command.on_run([&output] { show_tree(output); });
 }
 
 constexpr Command commands[] = {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "errors.h"
+#include "host/host_files.h"
 #include "shown/names.h"
 
 namespace opinitctl {
@@ -16,35 +18,29 @@ Names names_of(const std::vector<Heading>& headings) {
 
 // A column is known by its heading and by its key in JSON, in capitals or not.
 std::string as_heading(std::string name) {
-    std::replace(name.begin(), name.end(), '_', '-');
-    return CLI::detail::to_lower(name);
+    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char character) {
+        return character == '_' ? '-' : static_cast<char>(std::toupper(character));
+    });
+    return name;
 }
 
-CLI::Validator is_column(const std::vector<Heading>& headings) {
-    return CLI::Validator(
-        [headings](std::string& name) -> std::string {
-            for (const Heading& heading : headings) {
-                const std::string known = heading_text(heading);
-                const std::string meant = as_heading(name);
-                if (meant != as_heading(known) && meant != as_heading(heading.key)) continue;
-                name = known;
-                return {};
-            }
-            return "there is no column \"" + name + "\"; the columns are " + enumeration(names_of(headings));
-        },
-        "");
+std::string column_in(const std::string& name, const std::vector<Heading>& headings) {
+    for (const Heading& heading : headings) {
+        const std::string known = heading_text(heading);
+        if (as_heading(name) == known || as_heading(name) == as_heading(heading.key)) return known;
+    }
+    throw UsageError("there is no column \"" + name + "\"; the columns are " +
+                     enumeration(names_of(headings)));
 }
 
 }  // namespace
 
-void add_record_options(CLI::App& command, Output& output, const std::vector<Heading>& headings) {
-    command
-        .add_option("-o,--output", output.chosen,
-                    "Columns to show, separated by commas: " + enumeration(names_of(headings)))
-        ->type_name("COLUMN")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->transform(is_column(headings));
+void add_record_options(const CommandLine& command, Output& output, const std::vector<Heading>& headings) {
+    const auto choose = [&output, headings](const std::string& word) {
+        for (const std::string& name : split(word, ',')) output.chosen.push_back(column_in(name, headings));
+    };
+    command.add_repeatable("-o,--output COLUMN", choose,
+                           "Columns to show, separated by commas: " + enumeration(names_of(headings)));
     command.add_flag("--noheadings", output.no_headings, "Print no headings");
     const auto is_size = [](const Heading& heading) { return heading.look == Look::bytes; };
     if (std::any_of(headings.begin(), headings.end(), is_size)) {
@@ -52,11 +48,12 @@ void add_record_options(CLI::App& command, Output& output, const std::vector<Hea
     }
 }
 
-void add_listing_options(CLI::App& command, Output& output, const std::vector<Heading>& headings) {
+void add_listing_options(const CommandLine& command, Output& output, const std::vector<Heading>& headings) {
     add_record_options(command, output, headings);
-    command.add_option("--sort", output.sorted_by, "Sort by a column, what is not known last")
-        ->type_name("COLUMN")
-        ->transform(is_column(headings));
+    const auto sort = [&output, headings](const std::string& word) {
+        output.sorted_by = column_in(word, headings);
+    };
+    command.add("--sort COLUMN", sort, "Sort by a column, what is not known last");
 }
 
 }  // namespace opinitctl

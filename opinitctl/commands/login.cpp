@@ -7,6 +7,7 @@
 #include "commands/listing_options.h"
 #include "commands/logging_in.h"
 #include "errors.h"
+#include "host/host_files.h"
 #include "host/live_sessions.h"
 #include "host/sysfs_sessions.h"
 #include "kvlinopinitr/open_initiator.h"
@@ -77,11 +78,10 @@ void log_out(const LogoutRequest& request, const Output& output) {
     if (request.all != request.session_or_target.empty()) {
         throw UsageError("logout needs a session, a target or --all");
     }
-    unsigned int number = 0;
     OpenInitiator initiator;
-    if (to_number(request.session_or_target, number) && !request.all) {
-        log_out(initiator, number);
-        return output.done(sentence({number}), {{"sessions", Values{number}}});
+    if (const auto number = number_in(request.session_or_target)) {
+        log_out(initiator, *number);
+        return output.done(sentence({*number}), {{"sessions", Values{*number}}});
     }
     std::vector<Session> sessions = live_sessions(initiator);
     if (!request.all) sessions = sessions_to(request.session_or_target, std::move(sessions));
@@ -91,51 +91,47 @@ void log_out(const LogoutRequest& request, const Output& output) {
     log_out_of_all(initiator, sessions, output);
 }
 
-void add_chap(CLI::App& command, LoginRequest& request) {
-    CLI::Option* const user = command.add_option("--chap-user", request.user, "CHAP name of this initiator");
-    CLI::Option* const user_in =
-        command.add_option("--chap-user-in", request.user_in, "CHAP name of the target (mutual CHAP)");
+void add_chap(const CommandLine& command, LoginRequest& request) {
+    const Option user = command.add("--chap-user NAME", into(request.user), "CHAP name of this initiator");
+    const Option user_in =
+        command.add("--chap-user-in NAME", into(request.user_in), "CHAP name of the target (mutual CHAP)");
     constexpr const char* secret = "File with its secret; \"-\" for standard input; asked for if left out";
-    command.add_option("--chap-secret-file", request.secret_file, secret)->needs(user)->type_name("FILE");
-    command.add_option("--chap-secret-in-file", request.secret_in_file, secret)
-        ->needs(user_in)
-        ->type_name("FILE");
-    user->type_name("NAME");
-    user_in->needs(user)->type_name("NAME");
+    command.add("--chap-secret-file FILE", into(request.secret_file), secret).needs(user);
+    command.add("--chap-secret-in-file FILE", into(request.secret_in_file), secret).needs(user_in);
+    user_in.needs(user);
 }
 
-void declare_login(CLI::App& command, Output& output) {
+void declare_login(const CommandLine& command, Output& output) {
     const auto request = std::make_shared<LoginRequest>();
-    CLI::Option* const target =
-        command.add_option("TARGET", request->target, "Name of a target that was discovered");
-    CLI::Option* const portal =
-        command.add_option("PORTAL", request->portal, portal_description)->check(given_portal());
-    CLI::Option* const all =
-        command.add_option("--all", request->portal, "Log in to every target that is recorded at the portal");
-    all->type_name("PORTAL")->check(given_portal())->excludes(target)->excludes(portal);
+    const Option target =
+        command.add("TARGET", into(request->target), "Name of a target that was discovered");
+    const Option portal = command.add("PORTAL", into(request->portal), portal_description);
+    const Option all = command.add("--all PORTAL", into(request->portal),
+                                   "Log in to every target that is recorded at the portal");
+    all.excludes(target).excludes(portal);
     add_chap(command, *request);
     command.add_flag("--persistent", request->persistent, "Log in at every start of the stack");
     command.add_flag("--header-digest", request->header_digest, "Ask for CRC32C header digests");
     command.add_flag("--data-digest", request->data_digest, "Ask for CRC32C data digests");
     add_time_limit(command, request->limit);
     add_listing_options(command, output, headings_of(session_columns()));
-    command.footer(std::string("Startup, digests and CHAP are settings of the portal's node records: they "
-                               "reach every target that is "
-                               "recorded there.\n") +
-                   command.get_footer());
-    command.callback([request, portal, all, &output] {
-        if (portal->empty() && all->empty())
+    command.add_note(
+        "Startup, digests and CHAP are settings of the portal's node records: they reach every target that "
+        "is "
+        "recorded there.");
+    command.on_run([request, portal, all, &output] {
+        if (!portal.was_given() && !all.was_given())
             throw UsageError("login needs TARGET and PORTAL, or --all PORTAL");
         log_in(*request, output);
     });
 }
 
-void declare_logout(CLI::App& command, Output& output) {
+void declare_logout(const CommandLine& command, Output& output) {
     const auto request = std::make_shared<LogoutRequest>();
-    command.add_option("SESSION|TARGET", request->session_or_target,
-                       "Number of a session, or the target whose sessions are meant");
+    command.add("SESSION|TARGET", into(request->session_or_target),
+                "Number of a session, or the target whose sessions are meant");
     command.add_flag("--all", request->all, "Log out of every session");
-    command.callback([request, &output] { log_out(*request, output); });
+    command.on_run([request, &output] { log_out(*request, output); });
 }
 
 constexpr Command commands[] = {

@@ -1,5 +1,6 @@
 // metrics.
 #include <iostream>
+#include <memory>
 
 #include "commands/commands.h"
 #include "commands/open_metrics.h"
@@ -71,11 +72,11 @@ void show_metrics(const std::string& file, const Output& output) {
     file.empty() ? void(std::cout << text) : replace_file(file, text);
 }
 
-void declare(CLI::App& metrics, Output& output) {
+void declare(const CommandLine& metrics, Output& output) {
     const auto file = std::make_shared<std::string>();
-    metrics.add_option("FILE", *file,
-                       "Replace this file in one step instead, such as one that node_exporter reads");
-    metrics.callback([file, &output] { show_metrics(*file, output); });
+    metrics.add("FILE", into(*file),
+                "Replace this file in one step instead, such as one that node_exporter reads");
+    metrics.on_run([file, &output] { show_metrics(*file, output); });
 }
 
 constexpr Command commands[] = {

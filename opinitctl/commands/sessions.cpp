@@ -100,15 +100,15 @@ void show_connections(const Number& number, const Output& output) {
     for (const unsigned int session : sessions) ask_for_connection(initiator, session);
 }
 
-void declare_sessions(CLI::App& command, Output& output) {
+void declare_sessions(const CommandLine& command, Output& output) {
     add_listing_options(command, output, headings_of(session_columns()));
-    command.callback([&output] { show_sessions(output); });
+    command.on_run([&output] { show_sessions(output); });
 }
 
-void declare_connections(CLI::App& command, Output& output) {
+void declare_connections(const CommandLine& command, Output& output) {
     const auto session = add_session_number(command);
     add_listing_options(command, output, headings_of(connection_columns));
-    command.callback([session, &output] { show_connections(*session, output); });
+    command.on_run([session, &output] { show_connections(*session, output); });
 }
 
 constexpr Command commands[] = {

@@ -177,28 +177,28 @@ void show_message(std::uint32_t code, const Output& output) {
     output.json ? output.record<Message>(message_columns, {code, text}) : output.done(text);
 }
 
-void declare_status(CLI::App& status, Output& output) {
+void declare_status(const CommandLine& status, Output& output) {
     add_record_options(status, output, headings_of(status_columns));
-    status.callback([&output] { show_status(output); });
+    status.on_run([&output] { show_status(output); });
 }
 
 template <void (*Run)(const Output&)>
-void declare_change(CLI::App& command, Output& output) {
-    command.callback([&output] { Run(output); });
+void declare_change(const CommandLine& command, Output& output) {
+    command.on_run([&output] { Run(output); });
 }
 
-void declare_version(CLI::App& version, Output& output) {
+void declare_version(const CommandLine& version, Output& output) {
     add_record_options(version, output, headings_of(version_columns));
-    version.callback([&output] { show_version(output); });
+    version.on_run([&output] { show_version(output); });
 }
 
-void declare_message(CLI::App& message, Output& output) {
+void declare_message(const CommandLine& message, Output& output) {
     const auto code = std::make_shared<std::uint32_t>();
-    message.add_option("CODE", *code, "Status code, as other commands report it")
-        ->required()
-        ->type_name("")
-        ->check(number_up_to(std::numeric_limits<std::uint32_t>::max()));
-    message.callback([code, &output] { show_message(*code, output); });
+    const auto reader = [code](const std::string& word) {
+        *code = number_from(0, std::numeric_limits<std::uint32_t>::max(), word);
+    };
+    message.add("CODE", reader, "Status code, as other commands report it").required();
+    message.on_run([code, &output] { show_message(*code, output); });
 }
 
 constexpr Command commands[] = {

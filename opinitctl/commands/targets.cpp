@@ -197,35 +197,35 @@ void forget(const Portal& at, const Output& output) {
     output.done("targets at " + portal.given + " no longer start automatically");
 }
 
-Given<Portal> add_portal(CLI::App& command) {
+Given<Portal> add_portal(const CommandLine& command) {
     const auto portal = std::make_shared<Portal>();
-    command.add_option("PORTAL", *portal, portal_description)->required()->check(given_portal());
+    command.add("PORTAL", into(*portal), portal_description).required();
     return portal;
 }
 
-void declare_discover(CLI::App& command, Output& output) {
+void declare_discover(const CommandLine& command, Output& output) {
     const auto portal = add_portal(command);
     const auto limit = std::make_shared<unsigned int>(0);
     add_time_limit(command, *limit);
     add_listing_options(command, output, headings_of(target_portal_columns()));
-    command.callback([portal, limit, &output] { discover(*portal, *limit, output); });
+    command.on_run([portal, limit, &output] { discover(*portal, *limit, output); });
 }
 
-void declare_targets(CLI::App& command, Output& output) {
+void declare_targets(const CommandLine& command, Output& output) {
     add_listing_options(command, output, headings_of(target_columns));
-    command.callback([&output] { show_targets(output); });
+    command.on_run([&output] { show_targets(output); });
 }
 
-void declare_portals(CLI::App& command, Output& output) {
+void declare_portals(const CommandLine& command, Output& output) {
     const auto target = add_required(command, "TARGET", "Name of the target");
     add_listing_options(command, output, headings_of(portal_columns));
-    command.callback([target, &output] { show_portals(*target, output); });
+    command.on_run([target, &output] { show_portals(*target, output); });
 }
 
 template <void (*Run)(const Portal&, const Output&)>
-void declare_portal_command(CLI::App& command, Output& output) {
+void declare_portal_command(const CommandLine& command, Output& output) {
     const auto portal = add_portal(command);
-    command.callback([portal, &output] { Run(*portal, output); });
+    command.on_run([portal, &output] { Run(*portal, output); });
 }
 
 constexpr Command commands[] = {

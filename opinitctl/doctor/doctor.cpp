@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <memory>
 #include <set>
 
 #include "commands/commands.h"
@@ -85,12 +86,12 @@ void examine(const Request& request, const Output& output) {
     if (problems > 0) throw Failure("problems found: " + std::to_string(problems));
 }
 
-void declare(CLI::App& command, Output& output) {
+void declare(const CommandLine& command, Output& output) {
     const auto request = std::make_shared<Request>();
-    CLI::Option* const fix =
+    const Option fix =
         command.add_flag("--fix", request->fix, "Offer the changes that can be undone, one by one");
-    command.add_flag("--yes", request->yes, "Make them all without asking")->needs(fix);
-    command.callback([request, &output] { examine(*request, output); });
+    command.add_flag("--yes", request->yes, "Make them all without asking").needs(fix);
+    command.on_run([request, &output] { examine(*request, output); });
 }
 
 constexpr Command commands[] = {

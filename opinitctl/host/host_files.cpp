@@ -65,7 +65,8 @@ std::optional<unsigned int> number_in(const std::string& text) {
     unsigned int number = 0;
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+    const bool plain = text.size() < 2 || text[0] != '0';
+    return plain && error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace opinitctl

@@ -22,7 +22,7 @@ std::string link_text(const std::string& path);
 /// The pieces between separators, of which there is one more than separators.
 std::vector<std::string> split(const std::string& text, char separator);
 
-/// Decimal digits and nothing else.
+/// Decimal digits and nothing else: nobody means 8 by 010.
 std::optional<unsigned int> number_in(const std::string& text);
 
 }  // namespace opinitctl

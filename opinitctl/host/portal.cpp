@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "commands/arguments.h"
 #include "errors.h"
+#include "host/host_files.h"
 
 namespace opinitctl {
 namespace {
@@ -37,23 +37,24 @@ std::string Portal::text() const {
     return portal_text(address_text(), std::to_string(port));
 }
 
-bool lexical_cast(const std::string& text, Portal& portal) {
+Portal portal_in(const std::string& text) {
     if (looks_like_ipv6(text)) {
         throw UsageError("\"" + text +
                          "\" is an IPv6 portal; only IPv4 portals, ADDRESS[:PORT], are supported");
     }
-    portal.given = text;
+    Portal portal = {text, {}};
     const std::size_t colon = text.find(':');
-    // Not CLI11's own check of addresses, which takes 010.0.0.1 for 8.0.0.1.
     if (inet_pton(AF_INET, text.substr(0, colon).c_str(), portal.address.data()) != 1) {
         throw UsageError("\"" + text + "\" is not a portal: ADDRESS[:PORT] with an IPv4 address is needed");
     }
-    if (colon == text.npos) return true;
+    if (colon == text.npos) return portal;
     const std::string port = text.substr(colon + 1);
-    if (!to_number(port, portal.port) || portal.port == 0) {
+    const auto number = number_in(port);
+    if (!number || *number == 0 || *number > 65535) {
         throw UsageError("\"" + port + "\" is not the port of a portal, a number from 1 to 65535");
     }
-    return true;
+    portal.port = static_cast<std::uint16_t>(*number);
+    return portal;
 }
 
 std::string known_address(const unsigned char* address) {

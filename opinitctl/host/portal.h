@@ -21,8 +21,8 @@ struct Portal {
 inline constexpr const char* portal_description =
     "ADDRESS[:PORT] with an IPv4 address; the port is 3260 if left out";
 
-/// How the command line is read: a UsageError says what is wrong with a portal.
-bool lexical_cast(const std::string& text, Portal& portal);
+/// The portal that a word of the command line names; a UsageError says what is wrong with it.
+Portal portal_in(const std::string& text);
 
 /// Empty while all is zero, which is how the interface says that an address is not known.
 std::string known_address(const unsigned char* address);
