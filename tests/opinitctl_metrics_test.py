@@ -2,6 +2,7 @@
 # opinitctl metrics, read by a parser of others: as OpenMetrics and as the older text that node_exporter reads.
 #
 #     opinitctl_metrics_test.py OPINITCTL     enters the simulated host by itself
+import os
 import pathlib
 
 from prometheus_client import parser
@@ -55,6 +56,9 @@ check("a file is written in the place of the old one, for all to read",
 refused = opinitctl("metrics", "/usr/opinit.prom")
 check("a file that cannot be written is a failure",
       refused.returncode == 1 and "cannot write /usr/opinit.prom" in refused.stderr, refused)
+shell("mkdir /run/full; mount -t tmpfs -o size=4k none /run/full; echo old >/run/full/prom")
+full = opinitctl("metrics", "/run/full/prom")
+check("of a full disk nothing is left", full.returncode == 1 and os.listdir("/run/full") == ["prom"], full)
 check("there is no JSON", opinitctl("metrics", "--json").returncode == 2)
 
 # Without the daemon the interface does not tell of LUNs; the sessions live on.

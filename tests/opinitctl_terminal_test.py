@@ -145,6 +145,10 @@ def tables_suit_the_terminal():
         table = Terminal("env", "TERM=xterm", variable, PROGRAM, "sessions")
         table.end()
         check(variable, ("\x1b[32mlogged_in" in table.shown()) == coloured, table.shown())
+    shell("printf 'node.session.auth.username = a\\eb\n' >>/etc/iscsi/iscsid.conf")
+    setting = Terminal(PROGRAM, "config", "get", "auth.username")
+    setting.end()
+    check("a value cannot play with the terminal", setting.shown() == "a\\x1bb\r\n", setting.shown())
 
 
 def doctor_keeps_to_the_width_and_asks():

@@ -20,6 +20,7 @@ logout|--all
 logout 1 --all|--all
 config set NoSuchKey=1|no setting
 config get 999|no setting
+config set InitiatorName=iqn.$(printf %0220d 0)|at most 223
 config set FastAbort=Yes 27=No|twice
 config set 'FastAbort=No\nnode.startup'$'\n'=x|control
 config set --secret-file password=- --secret-file password_in=-|one secret only

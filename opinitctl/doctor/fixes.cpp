@@ -16,7 +16,6 @@
 #include "host/daemon.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "running/operation.h"
-#include "running/shell_output.h"
 
 namespace opinitctl::doctor {
 namespace {
@@ -50,10 +49,12 @@ void end_daemon(const std::string& process) {
 
 /// What open-iscsi's own generator of names prints.
 std::string generated_name() {
-    const ShellOutput command(popen("iscsi-iname 2>/dev/null", "r"));
+    FILE* const command = popen("iscsi-iname 2>/dev/null", "re");
+    if (command == nullptr) return "";
     char line[256] = {};
-    if (command == nullptr || std::fgets(line, sizeof line, command.get()) == nullptr) return "";
-    const std::string name = line;
+    const bool printed = std::fgets(line, sizeof line, command) != nullptr;
+    pclose(command);
+    const std::string name = printed ? line : "";
     return name.substr(0, name.find('\n'));
 }
 
