@@ -2,6 +2,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
+#include <cstdarg>
 #include <thread>
 
 #include "kvlinopinitr/iscsi_properties.h"
@@ -33,6 +34,16 @@ int remove(const char* path) {
     meet("remove");
     errno = error;
     return result;
+}
+int fcntl(int descriptor, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (command != F_OFD_SETLK || meet("lock"))
+        return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
+    errno = EINTR;
+    return -1;
 }
 int nanosleep(const timespec* time, timespec* rest) {
     if (meet("nanosleep")) return static_cast<int>(syscall(SYS_nanosleep, time, rest));
@@ -67,8 +78,8 @@ int set(const std::vector<Property>& request) {
 
 /// Result and count of the node list, then the settings as " ID=VALUE".
 std::string read(int mode = 2) {
-    void* list = nullptr;
-    unsigned int count = 0;
+    unsigned int count = 9;
+    void* list = &count;
     const int result = _GetInitiatorNodeList(&list, &count, mode);
     std::string text = std::to_string(result) + " " + std::to_string(count);
     if (list == nullptr) return text;
@@ -105,6 +116,7 @@ TEST(InitiatorName, IsTheFirstNameWord) {
                 {{"#InitiatorName=iqn.a InitiatorName=iqn.b", "0 1 iqn.b"},
                  {"\r\n\tIInitiatorName==iqn.a=b\r\n", "0 1 iqn.a"},
                  {"InitiatorName=\n", "-1 0"},
+                 {"xnitiatorName=iqn.a\n", "0 0"},
                  {"InitiatorName=n" + n223, "-2 0"}});
 }
 
@@ -221,6 +233,9 @@ TEST(Writer, LosesNothingWhenAFileFailsOrStandsInTheWay) {
         {[] { at("fsync", 0640); }, write_conf, "iqn.b"},
         {[] { at("fsync", 0644); }, "", "iqn.a"},
         {cut_temporary, "read tmp file", "iqn.b"},
+        {[] { at("pwrite", 0600, [] { unlink(temporary.c_str()); }); }, "read tmp file", "iqn.b"},
+        {[] { fate = [](auto call, mode_t) { return call != "lock" && call != "nanosleep"; }; }, write_conf,
+         "iqn.a"},
         {file_comes_again, write_temporary, "iqn.b"},
     };
     for (const auto& [break_it, unable, name] : cases) {

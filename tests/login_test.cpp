@@ -1,6 +1,14 @@
 // The commands of login, logout and removal: their texts, how their end is judged, what they leave behind.
 #include "tests/support/test.h"
 
+static mode_t pretended = 0;  // what lstat takes every file for
+
+extern "C" int lstat(const char* path, struct stat* entry) noexcept {
+    const int result = fstatat(AT_FDCWD, path, entry, AT_SYMLINK_NOFOLLOW);
+    if (pretended != 0) entry->st_mode = pretended;
+    return result;
+}
+
 namespace {
 
 using namespace std::string_literals;
@@ -150,14 +158,22 @@ TEST(Capture, HandsNothingToWhoeverWasThereBefore) {
         {"link", [&] { host::make_link(capture_path, victim); }, 197, false},
         {"second name", [&] { EXPECT_EQ(::link(victim.c_str(), capture_path), 0); }, 197, false},
         {"device", [] { EXPECT_EQ(mknod(capture_path, S_IFCHR | 0600, 0), 0); }, 0, true},
+        {"block device",
+         [] {
+             host::write_file(capture_path, "");
+             pretended = S_IFBLK | 0600;
+         },
+         197, true},
         {"another user's", leave_theirs, 197, false},
         {"our own", [] { host::write_file(capture_path, "iscsiadm: no records found"); }, 197, false},
-        {"open to all", [] { ::close(::open(capture_path, O_CREAT | O_WRONLY, 0622)); }, 197, false},
+        {"the group's", [] { ::close(::open(capture_path, O_CREAT | O_WRONLY, 0620)); }, 197, false},
+        {"everybody's", [] { ::close(::open(capture_path, O_CREAT | O_WRONLY, 0602)); }, 197, false},
     };
     umask(0);
     alarm(60);  // for whoever waits for the other end of a FIFO
     for (const auto& [what, leave_there, status, stays] : cases) {
         SCOPED_TRACE(what);
+        pretended = 0;
         host::remove(capture_path);
         host::write_file(victim, text);
         host::install_iscsiadm("stat -c %a /tmp/opiscsierr >/tmp/mode; echo '" + already + "'; exit 15");

@@ -121,10 +121,22 @@ TEST_F(StartStop, StopsOnTheDistribution) {
 }
 
 TEST_F(StartStop, TheBannerMustBeWritable) {
-    host::write_file("/etc/issue", "SUSE\n");
-    chmod("/etc/issue", 0400);
-    host::obey_permissions(true);
+    host::write_file("/etc/issue", "Other\n");
     int code;
+    for (const auto& [id, family] : {std::pair{"rhel", DISTRO_REDHAT},
+                                     {"fedora", DISTRO_REDHAT},
+                                     {"'centos'", DISTRO_REDHAT},
+                                     {"suse", DISTRO_SUSE},
+                                     {"opensuse", DISTRO_SUSE},
+                                     {"sles\t", DISTRO_SUSE}}) {
+        host::obey_permissions(false);
+        host::write_file("/etc/os-release", std::string{"ID="} + id + "\n");
+        chmod("/etc/os-release", 0400);
+        host::obey_permissions(true);
+        EXPECT_EQ(get_linux_distro(&code), 0) << id;
+        EXPECT_EQ(code, family) << id;
+    }
+    chmod("/etc/issue", 0400);
     EXPECT_EQ(get_linux_distro(&code), 98);
 }
 
@@ -144,6 +156,21 @@ TEST_F(StartStop, RunningTakesModuleAndDaemon) {
     for (const char* pid : {"4000002\n", "0\n", "self\n", ""}) {
         host::write_file("/run/iscsid.pid", pid);
         EXPECT_EQ(check_stack_running(), 0) << pid;
+    }
+    // Where processes cannot be listed, only the daemon's own file tells, if it is a plain one.
+    host::write_file("/proc/4000001/cmdline", "iscsid");
+    host::write_file("/run/told", "4000001\n");
+    chmod("/proc", 0100);
+    alarm(20);  // a FIFO would be waited for
+    const std::function<void(const char*)> files[] = {[](auto path) { host::write_file(path, "4000001\n"); },
+                                                      [](auto path) { host::make_link(path, "/run/told"); },
+                                                      [](auto path) { mkfifo(path, 0600); }};
+    for (int expected = 1; const auto& make : files) {
+        host::remove("/run/iscsid.pid");
+        make("/run/iscsid.pid");
+        host::obey_permissions(true);
+        EXPECT_EQ(check_stack_running(), std::exchange(expected, 0)) << &make - files;
+        host::obey_permissions(false);
     }
     const std::string module = host::module_file();
     for (const std::string& form : {module, module + ".xz", module + ".zst", module + ".gz"}) {
