@@ -17,7 +17,8 @@ static bool meet(const char* call, int descriptor = -1) {
     return !fate || fate(call, status.st_mode & 07777);
 }
 
-long slept = 0;  ///< without having waited
+static std::size_t piece = SIZE_MAX;  // most that one call reads
+long slept = 0;                       ///< without having waited
 
 // These stand in for the C library's.
 extern "C" {
@@ -28,6 +29,11 @@ ssize_t pwrite(int descriptor, const void* text, std::size_t size, off_t offset)
     const auto result = static_cast<ssize_t>(syscall(SYS_pwrite64, descriptor, text, size, offset));
     meet("pwrite", descriptor);
     return result;
+}
+ssize_t read(int descriptor, void* text, std::size_t size) {
+    if (meet("read")) return static_cast<ssize_t>(syscall(SYS_read, descriptor, text, std::min(size, piece)));
+    errno = EIO;
+    return -1;
 }
 int remove(const char* path) {
     const int result = unlink(path) == 0 ? 0 : rmdir(path), error = errno;
@@ -143,6 +149,19 @@ TEST(Readers, WantFilesThatMayBeWritten) {
     EXPECT_EQ(read(), "-1 0");
 }
 
+TEST(Readers, TakeHalfOfAValueForNone) {
+    host::set_initiator_name("iqn.ab");
+    write_file(conf, "ERL = 12\n");
+    _iSCSI_Property out;
+    for (const auto& [half, ask] :
+         {std::pair<std::size_t, std::function<void()>>{19, [] { EXPECT_EQ(read(1), "-1 0"); }},
+          {7, [&] { EXPECT_EQ(_GetProperty(1, 14, &out), -1); }}}) {
+        piece = half;
+        fate = [reads = 0](auto call, mode_t) mutable { return call != "read" || ++reads != 2; };
+        ask();
+    }
+}
+
 TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
     host::set_initiator_name("iqn.a");
     write_file(conf, "ERL = 1\n");
@@ -197,7 +216,7 @@ TEST(Writer, KeepsTheFileAndItsPermissions) {
     write_file("/etc/victim", "victim");
     host::make_link(conf, "/etc/real.conf");
     host::make_link(temporary, "/etc/victim");
-    host::make_link(name_file, "/etc/real.name");
+    host::make_link(name_file, "../real.name");
     chmod("/etc/real.conf", 0640);
     umask(0);
     std::vector<mode_t> flushed;
