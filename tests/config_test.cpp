@@ -46,9 +46,10 @@ int fcntl(int descriptor, int command, ...) {
     va_start(arguments, command);
     void* const argument = va_arg(arguments, void*);
     va_end(arguments);
-    if (command != F_OFD_SETLK || meet("lock"))
+    const bool locks = command == F_OFD_SETLK, moves = command == F_DUPFD_CLOEXEC;
+    if (!(locks && !meet("lock")) && !(moves && !meet("move")))
         return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
-    errno = EINTR;
+    errno = locks ? EINTR : EMFILE;
     return -1;
 }
 int nanosleep(const timespec* time, timespec* rest) {
@@ -280,6 +281,15 @@ TEST(Writer, LeavesNoNameFileThatNeverGotAName) {
     EXPECT_EQ(set({{1, "iqn.a"}}), -1);
     EXPECT_FALSE(host::exists("/etc/real.name"));
     EXPECT_TRUE(host::exists(name_file)) << "the link is the administrator's";
+}
+
+TEST(Writer, LeavesNoFileWhoseDescriptorCannotBeMoved) {
+    fill();
+    host::remove(name_file);
+    close(STDIN_FILENO);
+    at("move", 0);
+    for (const unsigned int id : {1u, 14u}) EXPECT_EQ(set({{id, "iqn.b"}}), -1);
+    EXPECT_FALSE(host::exists(name_file) || host::exists(temporary));
 }
 
 int lock_against_writers(int operation) {
