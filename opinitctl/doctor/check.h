@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "shown/names.h"
+#include "shown/output.h"
 
 namespace opinitctl::doctor {
 
@@ -37,6 +38,9 @@ Checks examine_settings();  ///< the initiator's name and iscsid.conf
 Checks examine_rights();    ///< who may read and change settings and records
 Checks examine_commands();  ///< what running commands and capturing their output needs
 Checks examine_sessions();  ///< live sessions that are not what they seem
+
+/// Prints a paragraph for each, wrapped to the terminal's width; or JSON.
+void report(const Checks& checks, const Output& output);
 
 /// `wrong`, some of what it is about at the end of its finding, or that all is fine where that is nothing.
 Check verdict(Check wrong, const Names& about, const std::string& fine);

@@ -9,7 +9,6 @@
 
 #include "commands/commands.h"
 #include "doctor/check.h"
-#include "doctor/report.h"
 #include "errors.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "shown/diagnostics.h"

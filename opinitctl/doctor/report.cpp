@@ -1,5 +1,4 @@
-#include "doctor/report.h"
-
+// What the doctor prints.
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <limits>
 #include <sstream>
 
+#include "doctor/check.h"
 #include "shown/safe_text.h"
 #include "shown/terminal.h"
 
