@@ -61,7 +61,7 @@ start and stop|note|known|rm /etc/issue; mkdir -p $SYSTEMD
 start and stop|ok|systemctl|echo Other >/etc/issue; mkdir -p $SYSTEMD
 daemon|problem|no iscsid*opinitctl start|rm $MODULE; killall iscsid
 daemon|problem|no iscsid*modprobe|killall iscsid; echo Other >/etc/issue
-start and stop|problem+|Permission denied*executable|chmod -x /etc/init.d/iscsid
+start and stop|problem+|Permission denied*executable|chmod a-x /etc/init.d/iscsid
 start and stop|problem|open-iscsi: No such file*or systemd|rm /etc/init.d/*
 start and stop|ok|systemctl|rm /etc/init.d/*; mkdir -p $SYSTEMD; cp /bin/true /run/simhost/override/systemctl
 daemon program|problem|init script cannot start|rm /sbin/iscsid

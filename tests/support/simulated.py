@@ -8,6 +8,7 @@ import sys
 PROGRAM = sys.argv[1]
 HOST = os.path.join(os.path.dirname(os.path.realpath(__file__)), "../../simhost/enter")
 os.environ["ASAN_OPTIONS"] = "detect_leaks=0"  # needs more of /proc than there is in the host
+os.umask(0o022)  # what a host has, whoever tests
 _failed = []
 
 
