@@ -25,7 +25,7 @@ unsigned int list_portal_groups(char* initiator_name, const char* target_name, v
 
 unsigned int list_target_portals(std::string_view target_name, void* buffer, unsigned int* bytes) {
     const TargetPortals portals = find_portals(target_name);
-    if (portals.found) print_portals_info(portals.records.first(), 0);
+    if (portals.records.first() != nullptr) print_portals_info(portals.records.first(), 0);
     deliver(portals.records.first(), buffer, bytes);
     return portals.status < 0 ? iscsi_status::target_not_found : static_cast<unsigned int>(portals.status);
 }

@@ -32,7 +32,9 @@ ConnectionTarget read_connection_target(int session, _ConnectionInformation& con
     if (const auto number = scan_number(port.line(), std::strtoul)) {
         connection.TargetPort = static_cast<std::uint16_t>(*number);
     }
-    return {true, !address.unreadable() && !port.unreadable()};
+    const std::string_view text = address.word();
+    return {true, !address.unreadable() && !port.unreadable(),
+            std::string{text.find(':') != std::string_view::npos ? text : ""}};
 }
 
 Path initiator_address_path(int host) {

@@ -1,6 +1,7 @@
 // Where a session's connection goes.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "core/base/path.h"
@@ -11,8 +12,9 @@ namespace opinit {
 inline constexpr std::size_t connection_attribute_limit = 80;
 
 struct ConnectionTarget {
-    bool opened;   ///< whether both attributes could be opened
-    bool certain;  ///< whether what they say is known: they were read, or one is not there
+    bool opened;                    ///< whether both attributes could be opened
+    bool certain;                   ///< whether what they say is known: they were read, or one is not there
+    std::string ipv6_address = {};  ///< as sysfs has it; empty for others, which the record has
 };
 
 /// Reads `TargetAddress` and `TargetPort`. What an attribute does not tell stays zero.

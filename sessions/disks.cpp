@@ -1,6 +1,7 @@
 // The LUNs of a session and the disks behind them.
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -53,8 +54,8 @@ unsigned int find_target_id(const Path& device) {
     return 0;
 }
 
-/// Visits the session's LUNs in the order of their numbers until a visit answers false. The number of LUNs
-/// visited, or nothing when they cannot be listed.
+/// Visits the session's LUNs in the order of their numbers. How many there are, or nothing when they cannot
+/// be listed.
 template <class Visit>
 std::optional<unsigned int> scan_session_luns(int session, Visit visit) {
     const std::optional<int> host = get_session_host(session);
@@ -72,7 +73,7 @@ std::optional<unsigned int> scan_session_luns(int session, Visit visit) {
                         &address.lun) != 4) {
             continue;
         }
-        if (!visit(address)) break;
+        visit(address);
         ++luns;
     }
     return luns;
@@ -104,16 +105,15 @@ void fill_disk_info(const LunAddress& address, BlockDeviceFinder& finder, _DiskI
     copy_first_word(Path{scsi_device}.text("/model"), disk.Model);
 }
 
-/// Fills the list's first record and appends the others; the number of LUNs that found room.
+/// Fills the list's first record and appends the others; the number of LUNs.
 unsigned int get_session_disks(int session, RecordList<_DiskInformation>& disks) {
     BlockDeviceFinder finder;
     _DiskInformation* disk = disks.first();
     const auto luns = scan_session_luns(session, [&](const LunAddress& address) {
         if (disk == nullptr) disk = disks.append();
-        if (disk == nullptr) return false;
+        if (disk == nullptr) throw std::bad_alloc{};
         fill_disk_info(address, finder, *disk);
         disk = nullptr;
-        return true;
     });
     return luns.value_or(0);
 }
@@ -127,7 +127,7 @@ int _QueryDiskCount(const unsigned char* session, unsigned int* count) {
     return without_exceptions(memory_out, [&] {
         const int number = session_number(session);
         if (find_session(number) == 0) return no_session;
-        const auto luns = scan_session_luns(number, [](const LunAddress&) { return true; });
+        const auto luns = scan_session_luns(number, [](const LunAddress&) {});
         if (luns) *count = *luns;
         return 0;
     });

@@ -2,14 +2,12 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <string_view>
 
 #include "core/base/path.h"
 #include "core/base/text.h"
-#include "core/base/tokens.h"
 
 namespace opinit {
 namespace {
@@ -46,46 +44,11 @@ std::optional<int> host_above_session(std::string_view link) {
     return host_number(parent.substr(before + 1));
 }
 
-/// The components of a path, ".." taken back; deeper ones than it has room for are dropped.
-class Components {
-public:
-    void follow(std::string_view path) {
-        while (!path.empty()) {
-            const std::string_view component = next_token(path, [](char c) { return c == '/'; });
-            if (component == "..") {
-                depth_ = std::max<std::size_t>(depth_, 1) - 1;
-            } else if (!component.empty() && component != "." && depth_ < components_.size()) {
-                components_[depth_++] = component;
-            }
-        }
-    }
-
-    /// The last component but one, empty when there is none.
-    std::string_view last_but_one() const {
-        return depth_ < 2 ? std::string_view{} : components_[depth_ - 2];
-    }
-
-private:
-    std::array<std::string_view, 64> components_;
-    std::size_t depth_ = 0;
-};
-
 Path session_entry(int session) {
     return Path{"/sys/class/iscsi_session/session"}.number(session);
 }
 
 }  // namespace
-
-std::optional<int> find_session_host(int session) {
-    const LinkText leads_to{session_entry(session)};
-    if (leads_to) {
-        // ".../host3/session1/iscsi_session/session1"
-        std::string_view link = leads_to.view();
-        for (int component = 0; component < 2; ++component) link = link.substr(0, link.rfind('/'));
-        if (const auto host = host_above_session(link)) return host;
-    }
-    return get_session_host(session);
-}
 
 std::optional<int> get_session_host(int session) {
     const Path entry = session_entry(session);
@@ -97,10 +60,13 @@ std::optional<int> get_session_host(int session) {
     // directory that the session's class entry leads to.
     const LinkText leads_to{entry};
     if (!leads_to) return std::nullopt;
-    Components components;
-    components.follow(leads_to.view());
-    components.follow(device.view());
-    return host_number(components.last_but_one());
+    std::string_view directory = leads_to.view();
+    std::string_view rest = device.view();
+    for (; rest.starts_with("../"); rest.remove_prefix(3))
+        directory = directory.substr(0, directory.rfind('/'));
+    // Of what has more parts than the session's own the text alone has told already.
+    return rest.find('/') == std::string_view::npos ? host_number(directory.substr(directory.rfind('/') + 1))
+                                                    : std::nullopt;
 }
 
 }  // namespace opinit

@@ -23,29 +23,25 @@ struct RetainedConnection {
 /// One per session number, so the memory behind what agents were given is bounded.
 std::array<RetainedConnection, 256> retained_connections;
 
-/// Sessions 256 apart share a number, and with it the files of their connection, which are read once.
-class ConnectionReader {
-public:
-    /// A heap record of the session's own, or null.
-    _ConnectionInformation* read(const _SessionInformation& session) {
-        std::optional<const _ConnectionInformation*>& earlier = read_[session.SessionHandle[0]];
-        _ConnectionInformation* connection = nullptr;
-        if (!earlier) {
-            _QueryConnectionList(session.InitiatorName, session.SessionHandle, &connection);
-            earlier = connection;
-        } else if (*earlier != nullptr && (connection = new_record<_ConnectionInformation>()) != nullptr) {
-            *connection = **earlier;
-        }
-        return connection;
-    }
+/// By session number. Sessions 256 apart share one, and with it the files of their connection.
+using Connections = std::array<const _ConnectionInformation*, 256>;
 
-private:
-    std::array<std::optional<const _ConnectionInformation*>, 256> read_;
-};
+/// A heap record of the session's own, or null.
+_ConnectionInformation* connection_of(const _SessionInformation& session, Connections& read_before) {
+    const _ConnectionInformation*& earlier = read_before[session.SessionHandle[0]];
+    _ConnectionInformation* connection = nullptr;
+    if (earlier == nullptr) {
+        _QueryConnectionList(session.InitiatorName, session.SessionHandle, &connection);
+        earlier = connection;
+    } else if ((connection = new_record<_ConnectionInformation>()) != nullptr) {
+        *connection = *earlier;
+    }
+    return connection;
+}
 
 /// A record whose entry cannot be read, or has an odd name, stays all zero.
 void fill_session(std::string_view entry, const char (&initiator_name)[initiator_name_size],
-                  ConnectionReader& connections, _SessionInformation& session) {
+                  Connections& connections, _SessionInformation& session) {
     const Attribute target_name{session_path(entry, "/targetname").c_str(), target_name_size};
     const std::optional<std::uint8_t> number = session_number(entry);
     if (!target_name.opened() || !number) return;
@@ -54,7 +50,7 @@ void fill_session(std::string_view entry, const char (&initiator_name)[initiator
     session.SessionId[0] = *number;
     session.SessionHandle[0] = session.SessionId[0];
     session.ConnectionCount = 1;
-    session.Connections = connections.read(session);
+    session.Connections = connection_of(session, connections);
 }
 
 }  // namespace
@@ -83,7 +79,7 @@ int read_sessions(SessionList& sessions, unsigned int& count) {
 
     char initiator_name[initiator_name_size] = {};
     _GetInitiatorName(initiator_name);
-    ConnectionReader connections;
+    Connections connections{};
     for (const std::string_view entry : entries) {
         _SessionInformation* session = sessions.append();
         if (session == nullptr) return 12;

@@ -15,11 +15,12 @@ public:
     SessionTable();
 
     /// Number (0 to 255) of the first session that goes to this address and port and serves this target, or
-    /// -1. The address is compared with the plain dotted text of the connection's address.
+    /// -1. The address is compared with the plain text of the connection's address: dotted, or as IPv6
+    /// addresses are shortened.
     int find(std::string_view address, std::uint16_t port, std::string_view target_name);
 
-    /// Whether every session can be read: only then a target that is not found has none.
-    bool complete();
+    /// Whether all that could serve this target can be read: only then it has no session where none is found.
+    bool knows_all_to(std::string_view target_name);
 
 private:
     struct Session {
@@ -33,6 +34,7 @@ private:
         std::uint16_t port;
     };
 
+    auto sessions_to(std::string_view target_name) const;
     static Destination read_destination(std::uint8_t session);
     const Destination& destination_of(std::uint8_t session);
 

@@ -1,7 +1,6 @@
 // Questions about the live sessions.
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <optional>
 
 #include "core/base/directory.h"
@@ -36,8 +35,8 @@ std::optional<unsigned int> count_sessions() {
         if (!entry) break;
         if (skip_dot_entries(entry->name)) ++count;
     }
-    const bool known = directory.error() == 0 || directory.error() == ENOENT;
-    return known ? std::optional{count} : std::nullopt;
+    const int error = directory.error();
+    return error == 0 || nothing_there(error) ? std::optional{count} : std::nullopt;
 }
 
 }  // namespace opinit

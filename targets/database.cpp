@@ -2,8 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <functional>
 #include <optional>
 
 #include "core/base/directory.h"
@@ -99,9 +97,9 @@ unsigned int _read_st_portal_dir(const char* database, std::string_view portal_d
     entries = 0;
     const Path path = Path{database}.text(portal_dir);
     Selection selection{targets};
-    const Listing names{path.c_str(), std::ref(selection)};
-    // A link that leads nowhere is there, and cannot be listed.
-    if (names.error() == ENOENT && !is_there(path)) return iscsi_status::success;
+    const Listing names{path.c_str(), selection};
+    // A link that leads nowhere, and a plain file, are there and cannot be listed.
+    if (nothing_there(names.error()) && !is_there(path)) return iscsi_status::success;
     if (!names.complete()) {
         targets.note_unreadable(names.error());
         return database_status::cannot_list;

@@ -22,6 +22,8 @@ void empty_portal_directory(std::string_view portal_dir) {
     for (const char* database : discovery_databases) {
         const Path path = Path{database}.text(portal_dir);
         const Listing names{path.c_str(), skip_dot_entries};
+        // Nothing is deleted on account of a failed look.
+        if (!names.complete() && !nothing_there(names.error())) return;
         if (names.empty()) continue;
         for (const std::string_view name : names) std::remove(Path{path}.text("/").text(name).c_str());
         ::rmdir(path.c_str());

@@ -44,7 +44,10 @@ public:
         return complete_;
     }
 
-    TargetPortals result(int status) { return {status, found_, complete_, std::move(portals_)}; }
+    /// All there is, whatever became of the walk behind it.
+    bool done() const { return found_ && complete_; }
+
+    RecordList<_TargetPortalGroups> take() { return std::move(portals_); }
 
 private:
     std::string_view target_name_;
@@ -58,7 +61,8 @@ private:
 TargetPortals find_portals(std::string_view target_name) {
     PortalCollector collector{target_name};
     const int status = without_exceptions(memory_out, [&] { return walk_recorded_targets(collector); });
-    return collector.result(status);
+    const bool cut_short = collector.ended_early() && !collector.done();
+    return {cut_short ? memory_out : status, collector.take()};
 }
 
 }  // namespace opinit
@@ -68,7 +72,8 @@ int _GetPortalGroups(char*, char* target_name, _TargetPortalGroups** list) {
     *list = nullptr;
     if (target_name == nullptr) return target_missing;
     TargetPortals portals = find_portals(target_name);
+    const bool found = portals.records.first() != nullptr;
     *list = portals.records.release();
-    if (!portals.complete || portals.status == memory_out) return memory_out;
-    return portals.found ? 0 : target_missing;
+    if (portals.status == memory_out) return memory_out;
+    return found ? 0 : target_missing;
 }

@@ -8,10 +8,9 @@
 namespace opinit {
 
 struct TargetPortals {
-    int status;  ///< as `_GetTargetList` answers
-    bool found;  ///< whether the target is recorded
-    bool complete;
-    /// Addresses as 4 bytes, as the caller sees them; of the first portal directory that has the target.
+    int status;  ///< as `_GetTargetList` answers; 2 also where memory ran out before all portals were found
+    /// Addresses as 4 bytes, as the caller sees them; of the first portal directory that has the target. None
+    /// where it is not recorded.
     RecordList<_TargetPortalGroups> records;
 };
 

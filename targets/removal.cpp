@@ -28,29 +28,33 @@ class RemovalCheck final : public TargetReceiver {
 public:
     RemovalCheck(std::string_view address, std::uint16_t port) : address_{address}, port_{port} {}
 
-    bool wants(std::string_view) const override { return !asked_; }
+    bool wants(std::string_view) const override { return !refusal_; }
 
     bool add_target(const TargetEntry& entry, const ProbedPortal& probed) override {
-        if (asked_ || entry.address != address_ || entry.port != port_) return true;
-        asked_ = true;
-        refusal_ = refusal(entry.target, probed);
+        if (!refusal_ && entry.address == address_ && entry.port == port_)
+            refusal_ = refusal(entry.target, probed);
         return true;
     }
     bool add_portal(const TargetEntry&) override { return true; }
 
-    unsigned int refusal() const { return refusal_; }
+    /// 0 when the target has no session.
+    unsigned int refusal() const {
+        return refusal_.value_or(ended_early() ? iscsi_status::out_of_memory
+                                               : iscsi_status::target_not_found);
+    }
 
 private:
     unsigned int refusal(std::string_view target_name, const ProbedPortal& probed) {
         if (probe_.logged_in(target_name, probed)) return iscsi_status::session_active;
-        return probe_.sessions_known() ? iscsi_status::success : iscsi_status::out_of_memory;
+        // What could not be read so far may hold the target that is to be asked first.
+        return complete() && probe_.sessions_known(target_name) ? iscsi_status::success
+                                                                : iscsi_status::out_of_memory;
     }
 
     std::string_view address_;
     std::uint16_t port_;
     TargetProbe probe_;
-    bool asked_ = false;
-    unsigned int refusal_ = iscsi_status::target_not_found;
+    std::optional<unsigned int> refusal_;
 };
 
 }  // namespace
@@ -59,9 +63,8 @@ unsigned int remove_target(const char* address, std::uint16_t port) {
     return without_exceptions(iscsi_status::out_of_memory, [&] {
         RemovalCheck check{address, port};
         walk_recorded_targets(check);
-        if (const unsigned int refusal = check.refusal()) return refusal;
-        // What could not be read may hold the target that is to be asked first.
-        return check.complete() ? _remove_iscsi_dirs(address, port) : iscsi_status::out_of_memory;
+        const unsigned int refusal = check.refusal();
+        return refusal == iscsi_status::success ? _remove_iscsi_dirs(address, port) : refusal;
     });
 }
 

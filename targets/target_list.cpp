@@ -50,8 +50,12 @@ int walk_recorded_targets(TargetReceiver& targets) {
     for (const std::string_view name : names) {
         const std::optional<PortalName> portal = parse_portal_name(name);
         if (!portal) continue;
-        status = read_portal(*portal, targets);
-        if (status == database_status::out_of_memory) break;
+        // Also where a command cannot be put together: what was handed over stays.
+        status =
+            without_exceptions(database_status::out_of_memory, [&] { return read_portal(*portal, targets); });
+        if (status != database_status::out_of_memory) continue;
+        targets.note_early_end();
+        break;
     }
     return targets.usable_directories() != 0 ? 0 : static_cast<int>(status);
 }

@@ -13,8 +13,8 @@ bool TargetProbe::logged_in(std::string_view target_name, const ProbedPortal& po
     return sessions().find(portal.address, portal.port, target_name) >= 0;
 }
 
-bool TargetProbe::sessions_known() {
-    return sessions().complete();
+bool TargetProbe::sessions_known(std::string_view target_name) {
+    return sessions().knows_all_to(target_name);
 }
 
 TargetMarks TargetProbe::marks(std::string_view target_name, const ProbedPortal& portal) {

@@ -20,9 +20,9 @@ class TargetProbe {
 public:
     bool logged_in(std::string_view target_name, const ProbedPortal& portal);
 
-    /// Whether every session could be read. Unless it could, a target may be logged in that is said not to
-    /// be.
-    bool sessions_known();
+    /// Whether every session that may be the target's could be read. Unless they could, it may be logged in
+    /// although it is said not to be.
+    bool sessions_known(std::string_view target_name);
 
     TargetMarks marks(std::string_view target_name, const ProbedPortal& portal);
 

@@ -1,11 +1,11 @@
 // Who takes the targets that a reader finds in a discovery database.
 #pragma once
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
+#include "core/base/descriptor.h"
 #include "targets/names.h"
 
 namespace opinit {
@@ -33,11 +33,14 @@ public:
 
     /// A directory could not be read, for the reason that errno gave.
     void note_unreadable(int error) {
-        // What is no directory holds no targets.
-        if (error != ENOENT && error != ENOTDIR) complete_ = false;
+        if (!nothing_there(error)) complete_ = false;
     }
-    /// Whether all that discovery recorded could be read.
+    /// Whether all that discovery recorded could be read so far.
     bool complete() const { return complete_; }
+
+    /// Memory ran out: what comes behind is not known.
+    void note_early_end() { ended_early_ = true; }
+    bool ended_early() const { return ended_early_; }
 
 protected:
     ~TargetReceiver() = default;
@@ -45,6 +48,7 @@ protected:
 private:
     std::size_t usable_directories_ = 0;
     bool complete_ = true;
+    bool ended_early_ = false;
 };
 
 }  // namespace opinit

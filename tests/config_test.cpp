@@ -177,7 +177,12 @@ TEST(NodeList, HoldsTheSettingsInModesTwoAndThree) {
     EXPECT_EQ(_RemoveInitiatorNode("iqn.b"), -1);
     EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), 0);
     host::put("/sys/class/iscsi_session", "");
+    EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), 0) << "what is no directory holds no sessions";
+    host::put("/sys/class/iscsi_session", "/");
+    chmod("/sys/class/iscsi_session", 0);
+    obey_permissions(true);
     EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), -2) << "sessions cannot be counted";
+    obey_permissions(false);
     host::remove("/sys/class/iscsi_session");
     host::add_session({.number = 7});
     EXPECT_EQ(_RemoveInitiatorNode("iqn.a"), -2);

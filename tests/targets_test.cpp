@@ -101,6 +101,17 @@ TEST(TargetList, ReadsWhateverTheDatabasesHold) {
     }
 }
 
+TEST(TargetList, LooksIntoTheSecondRootWhereTheFirstIsNoDirectory) {
+    for (const std::string root : {"", "-> send_targets", "-> nowhere", "/"}) {
+        clear_databases();
+        host::put(var.substr(0, var.size() - 1), root);
+        write_files(etc_portal, "a" + here);
+        EXPECT_EQ(listed(), "1 a; ") << root;
+        host::install_iscsiadm("mkdir -p " + etc_portal + "; touch " + etc_portal + "b" + here);
+        EXPECT_EQ(discovered(0), "0 b 10.1.1.5:3260,1; ") << root;
+    }
+}
+
 TEST(TargetList, ProbesEntriesOfAllKindsWhereTheLastUsableOneStands) {
     const std::string nodes = "/var/lib/iscsi/nodes/", startup = "node.startup = automatic\n";
     host::write_file(nodes + "a/10.1.1.5,3260,1/default", startup);
@@ -116,7 +127,11 @@ TEST(TargetList, ProbesEntriesOfAllKindsWhereTheLastUsableOneStands) {
         host::add_session({no_connection, "b", no_connection, "10.1.1.6", "3261"});
     host::remove("/sys/class/iscsi_host/host4/ipaddress");
     host::remove("/sys/class/iscsi_connection/connection5:0/port");
-    EXPECT_EQ(listed(), "1 a; 1 b persistent; 1 c logged-in; 1 a logged-in persistent; ");
+    host::add_session({6, "six", 6, "fd00:0000:0000:0000:0000:0000:0000:0001", "3260"});
+    host::add_session({7, "seven", 6, "fd00::2", "3260"});
+    write_files(var, "fd00::1,3260/seven,fd00::1,3260,1,x fd00::1,3260/six,fd00::1,3260,1,x");
+    EXPECT_EQ(listed(),
+              "1 a; 1 b persistent; 1 c logged-in; 1 a logged-in persistent; 1 seven; 1 six logged-in; ");
     char name[] = "a";
     _TargetPortalGroups* portals = nullptr;
     EXPECT_EQ(_GetPortalGroups(name, name, &portals), 0);
@@ -189,6 +204,12 @@ TEST(Discovery, EmptiesTheFirstDirectoryWithEntriesAndSurvivesWhatCannotBeRemove
     write_files(etc_portal, "hidden" + here);
     EXPECT_EQ(discovered(0, 5), "0 kept 10.1.1.5:3260,1; ");
     EXPECT_TRUE(host::exists(etc_portal + "hidden" + here));
+    chmod(var_portal.c_str(), 0);
+    host::obey_permissions(true);
+    discovered(179);
+    EXPECT_TRUE(host::exists(etc_portal + "hidden" + here))
+        << "nothing is deleted on account of a failed look";
+    host::obey_permissions(false);
 }
 
 TEST(Removal, AsksTheFirstTargetWhoseFirstPortalItIs) {
@@ -207,6 +228,37 @@ TEST(Removal, AsksTheFirstTargetWhoseFirstPortalItIs) {
         shell::answer({{status == 0 ? 0 : 256, 0, "but a session is using it."}});
         EXPECT_EQ(OpenInitiator{}.RemoveTarget(1, address, port, nullptr), status);
         EXPECT_EQ(shell::commands().size(), commands);
+    }
+}
+
+TEST(Removal, IsRefusedOnAccountOfWhatMayBeTheTargetsAlone) {
+    const std::string sysfs = "/sys/class/", address = sysfs + "iscsi_connection/connection1:0/address";
+    const std::tuple<std::string, std::string, unsigned int> cases[] = {
+        // target of the session, what cannot be read or, with "!", is gone, status
+        {"b", var + "10.1.1.6,3260", 0},
+        {"b", var + "10.1.1.4,3260", 99},
+        {"b", address, 0},
+        {"a", address, 99},
+        {"b", sysfs + "iscsi_session/session1/targetname", 99},
+        {"a", "!" + sysfs + "iscsi_session/session1/device !" + sysfs + "iscsi_host/host3/ipaddress", 167},
+        {"a", "!" + sysfs + "iscsi_host/host3/ipaddress", 0},
+    };
+    host::start_stack();
+    shell::answer({{0, 0, ""}});
+    for (const auto& [target, sick, status] : cases) {
+        SCOPED_TRACE(target + sick);
+        clear_databases();
+        host::remove("/sys");
+        write_files(var, "10.1.1.4,3260/x,10.1.1.4,3260,1,x 10.1.1.5,3260/a" + here +
+                             " 10.1.1.6,3260/y,1.1.1.1,1,1,x");
+        host::add_session({.number = 1, .target = target, .address = "10.1.1.5"});
+        std::istringstream paths{sick};
+        for (std::string path; paths >> path;)
+            path[0] == '!' ? host::remove(path.substr(1)) : static_cast<void>(chmod(path.c_str(), 0));
+        host::obey_permissions(true);
+        unsigned char portal[] = {10, 1, 1, 5};
+        EXPECT_EQ(OpenInitiator{}.RemoveTarget(1, portal, 3260, nullptr), status);
+        host::obey_permissions(false);
     }
 }
 

@@ -31,8 +31,4 @@ Descriptor::~Descriptor() {
     if (is_open()) ::close(number_);
 }
 
-bool Descriptor::missing() const {
-    return error_ == ENOENT || error_ == ENOTDIR;
-}
-
 }  // namespace opinit

@@ -8,6 +8,11 @@
 
 namespace opinit {
 
+/// Whether errno says that nothing stands at a path. With any other number something may be there.
+inline bool nothing_there(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP;
+}
+
 /// Makes a system call again for as long as a signal of the agent's interrupts it.
 template <class Call>
 auto uninterrupted(Call call) {
@@ -37,7 +42,7 @@ public:
     /// Why it could not be opened: what errno said.
     int error() const { return error_; }
     /// Whether it could not be opened because nothing stands there.
-    bool missing() const;
+    bool missing() const { return nothing_there(error_); }
 
 private:
     int number_;

@@ -40,7 +40,12 @@ public:
     ~AnswerBuffer() { munmap(space_, mapped_); }
 
     void* data() { return space_; }
-    unsigned int* bytes() { return &bytes_; }
+    /// Where the operation writes how much it answered: nothing, unless it writes. Asked for anew for each
+    /// call.
+    unsigned int* bytes() {
+        bytes_ = 0;
+        return &bytes_;
+    }
 
     std::vector<Record> records() const {
         std::vector<Record> records(bytes_ / sizeof(Record));

@@ -176,7 +176,7 @@ public:
     /// Writes the requested settings into the portal's node records and logs in to the target. A login that
     /// printed none of the phrases of a failure counts as done, also where nothing was printed because no
     /// shell could be started or no output captured. Look at the sessions afterwards.
-    /// Checks: index of the request (176); running (183, 182)
+    /// Checks: 205 for null; index of the request (176); running (183, 182)
     /// Host: runs one "iscsiadm -m node ... -o update" per requested setting (it changes every record at the
     ///   portal; CHAP secrets stand on the command line), then "iscsiadm -m node -l"; captures its output in
     ///   the file that `tmperrfile` names and removes it
@@ -238,12 +238,12 @@ public:
 
     /// Deletes the node records of a portal, which must be the first portal of a recorded target.
     /// Checks: index (176); running (183, 182)
-    /// Host: reads what `GetTargetList` reads; runs "iscsiadm -m node -p ADDRESS:PORT -o delete", captured in
-    ///   the file that `tmperrfile` names
+    /// Host: reads and runs what `GetTargetList` does; runs "iscsiadm -m node -p ADDRESS:PORT -o delete",
+    ///   captured in the file that `tmperrfile` names
     /// Outputs: none
     /// Codes: 0 done; 179 no such target or no records; 167 a session is active (records of other targets at
-    ///   the portal may be gone all the same); 99 out of memory, or the databases or sessions cannot be read
-    ///   whole, so that a session may go unseen
+    ///   the portal may be gone all the same); 99 out of memory, or databases that come before the portal or
+    ///   sessions that may be its target's cannot be read, so that a session may go unseen
     /// Logged: every code but 0
     /// Blocks: about a second
     virtual unsigned int RemoveTarget(int index, unsigned char* address, unsigned short port,
@@ -288,15 +288,16 @@ public:
     /// each; the variadic argument is its name. Type 41: the same, of a `_TargetInformation` record. Type 42:
     /// the connection of a `_SessionInformation` record, `_ConnectionInformation`, 74 bytes.
     /// Checks: index (176); type 41 none but a probe whether it is available; others running (183, 182)
-    /// Host: reads the initiator name file; types 40 and 41 what `GetTargetList` reads; type 42 the session's
-    ///   connection and host entries of sysfs
+    /// Host: reads the initiator name file; types 40 and 41 read and run what `GetTargetList` does; type 42
+    ///   reads the session's connection and host entries of sysfs
     /// Outputs: buffer and bytes once the checks passed and a name was found, whatever the status (bytes 0
     ///   for nothing); not for other types
-    /// Codes: 0 done; 198 initiator name too long; 191 no initiator name; 1 (type 40) target not found; 2 out
-    ///   of memory; 179 (type 41) nothing recorded; 1 (type 42) no such connection; 4294967295 (type 42) its
-    ///   SCSI host is not known
+    /// Codes: 0 done; 198 initiator name too long; 191 no initiator name, or out of memory; 1 (type 40) target
+    ///   not found; 2 (types 40 and 41) out of memory; 179 (type 41) nothing recorded; 1 (type 42) no such
+    ///   connection; 1, 0 and 1 for a null object; 4294967295 (type 42) its SCSI host is not known, or out of
+    ///   memory
     /// Logged: 198, 191
-    /// Blocks: no
+    /// Blocks: as long as deletions of empty discovery records take, about a second each
     virtual unsigned int GetList(int index, int type, void* buffer, unsigned int* bytes, ...) = 0;
 
     /// Not supported.

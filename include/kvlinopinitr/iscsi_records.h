@@ -50,7 +50,7 @@ struct _TargetInformation {
     std::uint32_t node_index;  ///< 1 in the target list, 0 in discovery results
     char target_name[256];     ///< the target's iSCSI name, NUL-terminated
     char info_text[256];       ///< always "NOT AVAILABLE"
-    std::uint8_t logged_in;    ///< 1 when a session to the target exists
+    std::uint8_t logged_in;    ///< 1 when a session to the target exists at the portal that is listed last
     std::uint8_t persistent;   ///< 1 when its node record says node.startup = automatic
     char reserved_518[9110];
     _TargetPortalGroups* portals;  ///< of use inside the library only; a caller must not follow it
@@ -89,19 +89,21 @@ struct _ConnectionInformation {
 
 /// A live session (`QuerySessionList`). All zero when the session's entry could not be read.
 struct _SessionInformation {
-    char InitiatorName[256];              ///< the host's initiator name
-    char TargetName[256];                 ///< /sys/class/iscsi_session/session%d/targetname, first word
-    std::uint8_t SessionId[16];           ///< byte 0: session number, its low 8 bits
-    std::uint8_t SessionHandle[16];       ///< the same
-    std::uint16_t ConnectionCount;        ///< 1
-    _ConnectionInformation* Connections;  ///< the connection, or null; valid for the life of the process
+    char InitiatorName[256];         ///< the host's initiator name
+    char TargetName[256];            ///< /sys/class/iscsi_session/session%d/targetname, first word
+    std::uint8_t SessionId[16];      ///< byte 0: session number, its low 8 bits
+    std::uint8_t SessionHandle[16];  ///< the same
+    std::uint16_t ConnectionCount;   ///< 1
+    /// The connection, or null. The memory stays valid for the life of the process, and is overwritten by a
+    /// later `QuerySessionList`; sessions whose numbers are 256 apart share it.
+    _ConnectionInformation* Connections;
 };
 
 /// A LUN of a session and the disk behind it (`QueryDisks`).
 struct _DiskInformation {
     char Size[64];        ///< bytes as decimal text; empty without a block device
     char DeviceName[32];  ///< such as sdb; empty without a block device
-    std::uint8_t Host;    ///< SCSI address; the low 8 bits of each number
+    std::uint8_t Host;    ///< SCSI address; the low 8 bits of each number: host 259 shows as 3
     std::uint8_t Channel;
     std::uint8_t TargetId;
     std::uint8_t Lun;

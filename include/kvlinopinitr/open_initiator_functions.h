@@ -109,8 +109,8 @@ int print_kv_settings(_iSCSI_Property* properties, unsigned int count);
 
 }  // extern "C"
 
-/// The portals of a recorded target, addresses as 4 bytes. 0 done (a target without portals gives one record
-/// of zeros); 1 no such target; 2 out of memory. Release the records even after a failure.
+/// The portals of a recorded target, addresses as 4 bytes. 0 done; 1 no such target; 2 out of memory. Release
+/// the records even after a failure.
 int _GetPortalGroups(char* unused_name, char* target_name, _TargetPortalGroups** list);
 /// Releases a list of targets and their portals; null is a no-op.
 void FreeTargetList(_TargetInformation* list);
