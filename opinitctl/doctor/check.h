@@ -43,7 +43,7 @@ Checks examine_sessions();  ///< live sessions that are not what they seem
 void report(const Checks& checks, const Output& output);
 
 /// `wrong`, some of what it is about at the end of its finding, or that all is fine where that is nothing.
-Check verdict(Check wrong, const Names& about, const std::string& fine);
+Check verdict(Check wrong, Names about, const std::string& fine);
 
 inline Check ok(const std::string& name, const std::string& finding) {
     return {name, Result::ok, finding};

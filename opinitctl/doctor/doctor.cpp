@@ -99,11 +99,12 @@ constexpr Command commands[] = {
 
 }  // namespace
 
-doctor::Check doctor::verdict(Check wrong, const Names& about, const std::string& fine) {
+doctor::Check doctor::verdict(Check wrong, Names about, const std::string& fine) {
     constexpr std::size_t most = 5;
     if (about.empty()) return ok(wrong.name, fine);
-    wrong.finding += enumeration({about.begin(), about.begin() + std::min(most, about.size())});
-    if (about.size() > most) wrong.finding += " and " + std::to_string(about.size() - most) + " more";
+    const std::size_t all = about.size();
+    about.resize(std::min(most, all));
+    wrong.finding += enumeration(about) + (all > most ? " and " + std::to_string(all - most) + " more" : "");
     return wrong;
 }
 
