@@ -49,6 +49,7 @@ bus class devices 0|ls /sys; ls /sys/class | grep -vc ^iscsi_
 simhost/enter: this is the simulated host already 125|$enter true; echo $?
 TABLE
 table --distro other <<<'0 other|grep -cE "Red Hat|SUSE" /etc/issue; sed -n s/^ID=//p /etc/os-release'
+table --distro debian-today <<<'debian dash iscsi_tcp.ko.xz active|sed -n s/^ID=//p /etc/os-release; readlink /bin/sh; ls /lib/modules/*/*/*/*; systemctl is-active iscsid'
 disks=iqn.2024-01.example.array:disks
 table --distro redhat-today <<TABLE
 active active 0|systemctl is-active iscsid iscsid.socket; echo \$?
@@ -60,6 +61,12 @@ Warning: Stopping iscsid.service, but it can still be activated by:   iscsid.soc
 10.0.0.1:3260,1 $disks 1|discover; daemons
 iscsiadm: can not connect to iSCSI daemon (111)! 0|systemctl stop iscsid.socket iscsid; discover; daemons
 TABLE
+
+# --- a build tree where the host has a directory of its own
+mkdir -p "$work/build/simhost" "$work/build/opinitctl"
+cp "$SIMHOST_BUILD"/simhost/{simhost-*,iscsi_tcp.ko*} "$work/build/simhost/"
+ln -s /bin/echo "$work/build/opinitctl/opinitctl"
+same "all of it is seen" "$(SIMHOST_BUILD=$work/build "$enter" opinitctl seen 2>&1)" seen
 
 # --- exit status and signals
 status() { "$enter" "$@" >/dev/null 2>&1; echo $?; }

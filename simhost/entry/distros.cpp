@@ -22,13 +22,21 @@ ID="sles"
 ID_LIKE="suse"
 )";
 
+constexpr std::string_view debian_13 = R"(PRETTY_NAME="Debian GNU/Linux 13 (trixie)"
+NAME="Debian GNU/Linux"
+VERSION_ID="13"
+VERSION="13 (trixie)"
+ID=debian
+)";
+
 constexpr std::string_view other_linux = R"(NAME="Some Other Linux"
 ID=other
 VERSION_ID="1.0"
 )";
 
 // Those of old name themselves in the banner and come with init scripts. Those of today leave the name to
-// os-release (\S stands for it on the console), compress their modules and leave the daemon to systemd.
+// os-release (\S stands for it on the console), compress their modules and leave the daemon to systemd. That
+// of Debian is neither Red Hat nor SUSE, and its shell is not bash.
 constexpr Distro distros[] = {
     {"redhat", "Red Hat Enterprise Linux Server release 6.10 (Santiago)\nKernel \\r on an \\m\n\n", "",
      "iscsi_tcp.ko", true, true, false},
@@ -39,6 +47,8 @@ constexpr Distro distros[] = {
     {"redhat-today", "\\S\nKernel \\r on an \\m\n\n", red_hat_9, "iscsi_tcp.ko.xz", false, false, true},
     {"suse-today", "\nWelcome to \\S - Kernel \\r (\\l).\n\n", suse_15, "iscsi_tcp.ko.zst", false, false,
      true},
+    {"debian-today", "Debian GNU/Linux 13 \\n \\l\n\n", debian_13, "iscsi_tcp.ko.xz", false, false, true,
+     "dash"},
 };
 
 }  // namespace

@@ -15,6 +15,7 @@ struct Distro {
     bool has_stack_script;
     bool has_daemon_script;
     bool has_systemd;
+    std::string_view shell = "bash";  // what /bin/sh is
 };
 
 std::vector<std::string> distro_names();

@@ -82,6 +82,7 @@ void add_commands(const fs::path& build, const Distro& distro) {
 Furnished furnish(const Options& options) {
     const bool is_new = !fs::exists(distro_name);
     const Distro& distro = distro_named(is_new ? options.distro : made_as());
+    replace_link(distro.shell, "/bin/sh");
     add_commands(options.build, distro);
     add_module_file(options.build, distro);
     if (is_new) add_settings(options, distro);

@@ -36,8 +36,9 @@ void declare(CLI::App& app, Options& options) {
     app.footer(examples);
     // From COMMAND on nothing is ours, whatever it looks like.
     app.prefix_command();
-    app.add_option("--distro", options.distro,
-                   "Kind of host: redhat (default), suse or other of old, redhat-today or suse-today")
+    app.add_option(
+           "--distro", options.distro,
+           "Kind of host: redhat (default), suse or other of old, redhat-today, suse-today or debian-today")
         ->check(CLI::IsMember(distro_names()));
     app.add_option("--state", options.state, "Keep the host in this directory from one call to the next");
     app.add_option("--sysfs", options.sysfs,

@@ -41,7 +41,8 @@ std::vector<Place> kept_places(const Options& options, const fs::path& working_d
     std::vector<Place> places;
     for (const fs::path& path : options.writable) places.push_back({path, Access::writable});
     if (options.state) places.push_back({*options.state, Access::writable});
-    for (const fs::path& path : {options.project, options.build, working_directory,
+    // All of the build tree: the programs that are tried stand beside the host's own.
+    for (const fs::path& path : {options.project, options.build.parent_path(), working_directory,
                                  place_of_command(options.command.front(), working_directory)}) {
         if (is_replaced(path) && !shows_database(path)) places.push_back({path, Access::read_only});
     }
