@@ -22,10 +22,10 @@ ID="sles"
 ID_LIKE="suse"
 )";
 
-constexpr std::string_view debian_13 = R"(PRETTY_NAME="Debian GNU/Linux 13 (trixie)"
+constexpr std::string_view debian_13 = R"(PRETTY_NAME="Debian GNU/Linux 13"
 NAME="Debian GNU/Linux"
 VERSION_ID="13"
-VERSION="13 (trixie)"
+VERSION="13"
 ID=debian
 )";
 
