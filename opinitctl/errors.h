@@ -31,7 +31,9 @@ struct Failure : std::runtime_error {
 
 /// A signal asked the program to end.
 struct Interrupted : Failure {
-    Interrupted(int number, const std::string& text) : Failure(text, 128 + number) {}
+    Interrupted(int number, const std::string& text) : Failure(text, 128 + number), signal(number) {}
+
+    int signal;
 };
 
 }  // namespace opinitctl

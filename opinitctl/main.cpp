@@ -22,7 +22,7 @@ The keys of JSON are the headings in small letters, with "_" for "-"; a SIZE is 
 below in a tree is "children".
 Exit status: 0 done; 1 the operation failed, its number and message are on standard error;
 2 wrong usage; 3 there is no such session, target or setting; 4 the stack is not installed or not running;
-130 interrupted (128 and the number of the signal).)";
+an interrupted command ends by its signal: 130 to a shell after Ctrl-C (128 and the number of the signal).)";
 
 std::vector<Command> all_commands() {
     std::vector<Command> all;
@@ -64,8 +64,7 @@ void declare(const CommandLine& line, const Names& words, Output& output) {
     }
     if (named == words.end()) line.add_command("help", "Show the help of a command");
     if (!is_known) {
-        throw UsageError("there is no command \"" + *named + "\"; did you mean \"" + nearest(*named, names) +
-                         "\"?");
+        throw UsageError("there is no command \"" + *named + "\"; the commands are " + enumeration(names));
     }
 }
 
@@ -90,6 +89,12 @@ int main(int argc, char** argv) {
         const Names words = words_of(argc, argv);
         if (std::find(words.begin(), words.end(), "--json") != words.end()) diagnose_as_json();
         return run(words);
+    } catch (const Interrupted& interruption) {
+        report(interruption);
+        // A shell that runs this program in a loop ends the loop only then.
+        std::signal(interruption.signal, SIG_DFL);
+        std::raise(interruption.signal);
+        return interruption.code;
     } catch (const Failure& failure) {
         report(failure);
         return failure.code;

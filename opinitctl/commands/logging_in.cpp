@@ -1,13 +1,17 @@
 #include "commands/logging_in.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstring>
 #include <vector>
 
 #include "commands/secret.h"
 #include "errors.h"
+#include "host/host_files.h"
 #include "host/live_sessions.h"
 #include "host/node_records.h"
+#include "host/sysfs_sessions.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "running/operation.h"
@@ -49,8 +53,6 @@ void fill_authentication(_LoginParams& params, const LoginRequest& request) {
 
 void fill(_LoginParams& params, const LoginRequest& request) {
     params.node_index = the_initiator;
-    std::copy(request.portal.address.begin(), request.portal.address.end(), params.target_address);
-    params.target_port = request.portal.port;
     params.persistent = request.persistent;
     params.header_digest = request.header_digest;
     params.data_digest = request.data_digest;
@@ -89,69 +91,123 @@ Session made_session(const std::string& target, const Portal& portal, const Answ
     return *session;
 }
 
-Session log_in_to(const std::string& target, const LoginRequest& request, _LoginParams& params,
-                  ISCSI_Initiator& initiator) {
-    std::fill(std::begin(params.target_name), std::end(params.target_name), '\0');
-    copy_text(target, params.target_name, longest_target_name, "a target name");
-    const Sessions before = sessions_to(target, live_sessions(initiator));
-    const Task task = {"log in to " + target + " at " + request.portal.given,
-                       std::chrono::seconds(request.limit),
-                       "iscsid may still be trying: look at \"opinitctl sessions\""};
-    const Answer answer = run(task, [&] { return initiator.LoginTarget(&params); });
-    if (answer.status != iscsi_status::already_logged_in) require_success(initiator, task.what, answer);
-    return made_session(target, request.portal, answer, before,
-                        sessions_to(target, live_sessions(initiator)));
-}
+/// One of the logins that a request asks for.
+struct Login {
+    std::string target;
+    Portal portal;
+    bool operator==(const Login&) const = default;
+};
 
-// The settings of a login are written into every record of its portal.
-void tell_of_wider_effects(const LoginRequest& request) {
-    if (!request.persistent && !request.header_digest && !request.data_digest && !request.user) return;
-    const Names others = without(targets_of(node_records_at(request.portal)), {request.target});
-    if (others.empty() || request.target.empty()) return;
+Names written_settings(const LoginRequest& request) {
     Names settings;
     if (request.persistent) settings.push_back("startup");
     if (request.header_digest || request.data_digest) settings.push_back("digests");
     if (request.user) settings.push_back("CHAP");
-    diagnose("set for the other targets recorded at " + request.portal.given +
-             ", too: " + enumeration(settings) + " (" + enumeration(others) + ")");
+    return settings;
 }
 
-void check_persistence(const std::string& target, const LoginRequest& request) {
-    const auto records = portals_to(target, node_records_at(request.portal));
+/// When each record at a portal was written: what a login writes has reached all of them, or none.
+std::vector<std::pair<std::string, std::int64_t>> times_written(const Portal& portal) {
+    std::vector<std::pair<std::string, std::int64_t>> times;
+    for (const TargetPortal& record : node_records_at(portal)) {
+        Names files = names_in(record.record);
+        for (std::string& file : files) file = record.record + '/' + file;
+        files.push_back(record.record);
+        for (const std::string& file : files) {
+            struct stat status = {};
+            stat(file.c_str(), &status);
+            times.emplace_back(record.target, status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec);
+        }
+    }
+    return times;
+}
+
+/// Tells of what a login that failed has written all the same, and how it is taken back.
+void tell_of_settings_left(const LoginRequest& request, const Portal& portal) {
+    diagnose("written into the records of " + enumeration(targets_of(node_records_at(portal))) + " at " +
+             portal.given + " all the same: " + enumeration(written_settings(request)) +
+             " (\"opinitctl discover " + portal.given + "\" takes it back for all of them)");
+}
+
+Sessions sessions_of_sysfs(const std::string& target) {
+    Sessions sessions;
+    for (const SysfsSession& each : sysfs_sessions()) {
+        if (each.target == target)
+            sessions.push_back({each.number, each.target, portal_text(each), {}, "", "", "", 0});
+    }
+    return sessions;
+}
+
+Session log_in_to(const Login& login, Task task, _LoginParams& params, ISCSI_Initiator& initiator) {
+    std::fill(std::begin(params.target_name), std::end(params.target_name), '\0');
+    copy_text(login.target, params.target_name, longest_target_name, "a target name");
+    std::copy(login.portal.address.begin(), login.portal.address.end(), params.target_address);
+    params.target_port = login.portal.port;
+    const Sessions before = sessions_of_sysfs(login.target);
+    task.what = "log in to " + login.target + " at " + login.portal.given;
+    const Answer answer = run(task, [&] { return initiator.LoginTarget(&params); });
+    if (answer.status != iscsi_status::already_logged_in) require_success(initiator, task.what, answer);
+    return made_session(login.target, login.portal, answer, before,
+                        sessions_to(login.target, live_sessions(initiator)));
+}
+
+void check_persistence(const Login& login, const LoginRequest& request) {
+    const auto records = portals_to(login.target, node_records_at(login.portal));
     if (request.persistent && std::none_of(records.begin(), records.end(), starts_automatically)) {
-        throw Failure("logged in to " + target +
+        throw Failure("logged in to " + login.target +
                       ", but its record does not say that it starts automatically");
     }
 }
 
-Names targets_at(const Portal& portal) {
-    Names targets = targets_of(node_records_at(portal));
-    if (targets.empty()) {
-        throw Failure("no target is recorded at " + portal.given + "; see \"opinitctl discover\"",
-                      exit_not_there);
+Session log_in_and_check(const Login& login, const LoginRequest& request, const Task& task,
+                         _LoginParams& params, ISCSI_Initiator& initiator) {
+    const auto before = times_written(login.portal);
+    try {
+        const Session session = log_in_to(login, task, params, initiator);
+        check_persistence(login, request);
+        return session;
+    } catch (Failure& failure) {
+        if (!written_settings(request).empty() && times_written(login.portal) != before) {
+            tell_of_settings_left(request, login.portal);
+        }
+        const bool is_known = !portals_to(login.target, node_records_at(login.portal)).empty();
+        if (failure.code == exit_failed && !is_known) failure.code = exit_not_there;
+        throw;
     }
-    return targets;
 }
 
-void log_in_to_all(const LoginRequest& request, _LoginParams& params, ISCSI_Initiator& initiator,
-                   const Output& output) {
-    const Names targets = targets_at(request.portal);
-    Sessions sessions;
-    for (const std::string& target : targets) {
-        try {
-            sessions.push_back(log_in_to(target, request, params, initiator));
-            check_persistence(target, request);
-        } catch (const Interrupted&) {
-            throw;
-        } catch (const Failure& failure) {
-            report(failure);
+// The settings of a login are written into every record of its portal.
+void tell_of_wider_effects(const LoginRequest& request, const std::vector<Login>& logins) {
+    const Names settings = written_settings(request);
+    for (const Login& login : logins) {
+        Names others = targets_of(node_records_at(login.portal));
+        std::erase_if(others, [&](const std::string& name) {
+            return std::find(logins.begin(), logins.end(), Login{name, login.portal}) != logins.end();
+        });
+        if (settings.empty() || others.empty()) continue;
+        diagnose("set for the other targets recorded at " + login.portal.given +
+                 ", too: " + enumeration(settings) + " (" + enumeration(others) + ")");
+    }
+}
+
+std::vector<Login> logins_for(const LoginRequest& request) {
+    if (request.portal && !request.target.empty()) return {{request.target, *request.portal}};
+    std::vector<Login> logins;
+    if (request.portal) {
+        for (const std::string& target : targets_of(node_records_at(*request.portal))) {
+            logins.push_back({target, *request.portal});
         }
+        if (!logins.empty()) return logins;
+        throw Failure("no target is recorded at " + request.portal->given + "; see \"opinitctl discover\"",
+                      exit_not_there);
     }
-    output.list(session_columns(), sessions);
-    if (sessions.size() < targets.size()) {
-        throw Failure("logged in to " + std::to_string(sessions.size()) + " of " +
-                      std::to_string(targets.size()) + " targets at " + request.portal.given);
+    for (const TargetPortal& each : portals_to(request.target, node_records())) {
+        // The library takes no others.
+        if (!each.portal.starts_with('[')) logins.push_back({request.target, portal_in(each.portal)});
     }
+    if (!logins.empty()) return logins;
+    throw Failure("no IPv4 portal of " + request.target + " is recorded; see \"opinitctl discover\"",
+                  exit_not_there);
 }
 
 }  // namespace
@@ -159,14 +215,32 @@ void log_in_to_all(const LoginRequest& request, _LoginParams& params, ISCSI_Init
 void log_in(const LoginRequest& request, const Output& output) {
     Wiped<_LoginParams> params;
     fill(params.record, request);
+    const std::vector<Login> logins = logins_for(request);
+    const Task task = {"log in", std::chrono::seconds(request.limit),
+                       "iscsid may still be trying: look at \"opinitctl sessions\""};
     OpenInitiator initiator;
-    if (request.target.empty()) {
-        log_in_to_all(request, params.record, initiator, output);
-    } else {
-        const Session session = log_in_to(request.target, request, params.record, initiator);
-        check_persistence(request.target, request);
-        output.list(session_columns(), Sessions{session});
-        tell_of_wider_effects(request);
+    if (logins.size() == 1) {
+        output.list(session_columns(),
+                    Sessions{log_in_and_check(logins[0], request, task, params.record, initiator)});
+        return tell_of_wider_effects(request, logins);
+    }
+    Sessions sessions;
+    for (const Login& login : logins) {
+        try {
+            sessions.push_back(log_in_and_check(login, request, task, params.record, initiator));
+        } catch (const Interrupted&) {
+            throw;
+        } catch (const Failure& failure) {
+            report(failure);
+            if (task.is_over()) break;
+        }
+    }
+    output.list(session_columns(), sessions);
+    tell_of_wider_effects(request, logins);
+    if (sessions.size() < logins.size()) {
+        throw Failure(
+            "logged in to " + std::to_string(sessions.size()) + " of " + std::to_string(logins.size()) +
+            (request.portal ? " targets at " + request.portal->given : " portals of " + request.target));
     }
 }
 

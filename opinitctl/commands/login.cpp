@@ -1,5 +1,8 @@
 // login, logout.
-#include <algorithm>
+#include <unistd.h>
+
+#include <array>
+#include <iostream>
 #include <vector>
 
 #include "commands/arguments.h"
@@ -7,12 +10,16 @@
 #include "commands/listing_options.h"
 #include "commands/logging_in.h"
 #include "errors.h"
+#include "host/block_users.h"
 #include "host/host_files.h"
+#include "host/live_disks.h"
 #include "host/live_sessions.h"
 #include "host/sysfs_sessions.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "running/operation.h"
 #include "shown/diagnostics.h"
+#include "shown/names.h"
+#include "shown/safe_text.h"
 
 namespace opinitctl {
 namespace {
@@ -29,11 +36,44 @@ Failure not_to_be_named(unsigned int number) {
         " (\"iscsiadm -m session -r " + text + " -u\" does it)");
 }
 
-void log_out(ISCSI_Initiator& initiator, unsigned int number) {
-    if (!can_be_named(number)) {
-        if (!session_exists(number)) throw no_such_session(number);
-        throw not_to_be_named(number);
+void name_uses(const BlockDevice& device, Names& uses) {
+    if (!device.mount_points.empty()) {
+        uses.push_back(device.name + " is mounted at " + enumeration(device.mount_points));
     }
+    for (const BlockDevice& user : device.users) {
+        if (user.type != "part") uses.push_back(device.name + " is held by " + user.name);
+        name_uses(user, uses);
+    }
+}
+
+Names uses_of(ISCSI_Initiator& initiator, unsigned int session) {
+    const Mounts mounts;
+    Names uses;
+    for (const Disk& disk : disks_of(initiator, session)) {
+        if (!disk.device.empty()) name_uses(block_device(disk.device, mounts), uses);
+    }
+    return uses;
+}
+
+bool agrees(const std::string& question) {
+    std::cerr << safe_text(question) << "? [y/N] " << std::flush;
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer.starts_with('y') || answer.starts_with('Y');
+}
+
+void require_unused(ISCSI_Initiator& initiator, unsigned int number) {
+    const Names uses = uses_of(initiator, number);
+    if (uses.empty()) return;
+    const std::string in_use = "session " + std::to_string(number) + " is in use: " + enumeration(uses);
+    if (isatty(STDIN_FILENO) != 0 && agrees(in_use + ". Log out all the same")) return;
+    throw Failure(in_use + " (--force logs out all the same)");
+}
+
+void log_out(ISCSI_Initiator& initiator, unsigned int number, bool by_force) {
+    const bool exists = session_exists(number);
+    if (!can_be_named(number)) throw exists ? not_to_be_named(number) : no_such_session(number);
+    if (exists && !by_force) require_unused(initiator, number);
     std::array<unsigned char, 16> session = {static_cast<unsigned char>(number)};
     const Task task = {"log out of session " + std::to_string(number)};
     const Answer answer = run(task, [&] { return initiator.LogoutTarget(the_initiator, session.data()); });
@@ -50,45 +90,56 @@ std::string sentence(const Numbers& ended) {
     return text;
 }
 
-void log_out_of_all(ISCSI_Initiator& initiator, const std::vector<Session>& sessions, const Output& output) {
+struct LogoutRequest {
+    Names sessions_or_targets;
+    bool all = false;
+    bool by_force = false;
+};
+
+Numbers numbers_of(const std::vector<Session>& sessions) {
+    Numbers numbers;
+    for (const Session& session : sessions) numbers.push_back(session.number);
+    return numbers;
+}
+
+Numbers sessions_meant(ISCSI_Initiator& initiator, const LogoutRequest& request) {
+    if (request.all) return numbers_of(live_sessions(initiator));
+    Numbers meant;
+    for (const std::string& name : request.sessions_or_targets) {
+        if (const auto number = number_in(name)) {
+            meant.push_back(*number);
+            continue;
+        }
+        const Numbers some = numbers_of(sessions_to(name, live_sessions(initiator)));
+        if (some.empty()) throw Failure("there is no session to " + name, exit_not_there);
+        meant.insert(meant.end(), some.begin(), some.end());
+    }
+    return meant;
+}
+
+void log_out(const LogoutRequest& request, const Output& output) {
+    if (request.all != request.sessions_or_targets.empty()) {
+        throw UsageError("logout needs sessions, targets or --all");
+    }
+    OpenInitiator initiator;
+    const Numbers meant = sessions_meant(initiator, request);
     Numbers ended;
-    for (const Session& session : sessions) {
+    for (const unsigned int number : meant) {
         try {
-            log_out(initiator, session.number);
-            ended.push_back(session.number);
+            log_out(initiator, number, request.by_force);
+            ended.push_back(number);
         } catch (const Interrupted&) {
             throw;
         } catch (const Failure& failure) {
+            if (meant.size() == 1) throw;
             report(failure);
         }
     }
     output.done(sentence(ended), {{"sessions", values_of(ended)}});
-    if (ended.size() < sessions.size()) {
+    if (ended.size() < meant.size()) {
         throw Failure("logged out of " + std::to_string(ended.size()) + " of " +
-                      std::to_string(sessions.size()) + " sessions");
+                      std::to_string(meant.size()) + " sessions");
     }
-}
-
-struct LogoutRequest {
-    std::string session_or_target;
-    bool all = false;
-};
-
-void log_out(const LogoutRequest& request, const Output& output) {
-    if (request.all != request.session_or_target.empty()) {
-        throw UsageError("logout needs a session, a target or --all");
-    }
-    OpenInitiator initiator;
-    if (const auto number = number_in(request.session_or_target)) {
-        log_out(initiator, *number);
-        return output.done(sentence({*number}), {{"sessions", Values{*number}}});
-    }
-    std::vector<Session> sessions = live_sessions(initiator);
-    if (!request.all) sessions = sessions_to(request.session_or_target, std::move(sessions));
-    if (sessions.empty() && !request.all) {
-        throw Failure("there is no session to " + request.session_or_target, exit_not_there);
-    }
-    log_out_of_all(initiator, sessions, output);
 }
 
 void add_chap(const CommandLine& command, LoginRequest& request) {
@@ -103,11 +154,12 @@ void add_chap(const CommandLine& command, LoginRequest& request) {
 
 void declare_login(const CommandLine& command, Output& output) {
     const auto request = std::make_shared<LoginRequest>();
+    const Reader portal_reader = [request](const std::string& word) { request->portal = portal_in(word); };
     const Option target =
         command.add("TARGET", into(request->target), "Name of a target that was discovered");
-    const Option portal = command.add("PORTAL", into(request->portal), portal_description);
-    const Option all = command.add("--all PORTAL", into(request->portal),
-                                   "Log in to every target that is recorded at the portal");
+    const Option portal = command.add("PORTAL", portal_reader, portal_description);
+    const Option all =
+        command.add("--all PORTAL", portal_reader, "Log in to every target that is recorded at the portal");
     all.excludes(target).excludes(portal);
     add_chap(command, *request);
     command.add_flag("--persistent", request->persistent, "Log in at every start of the stack");
@@ -119,18 +171,20 @@ void declare_login(const CommandLine& command, Output& output) {
         "Startup, digests and CHAP are settings of the portal's node records: they reach every target that "
         "is "
         "recorded there.");
-    command.on_run([request, portal, all, &output] {
-        if (!portal.was_given() && !all.was_given())
-            throw UsageError("login needs TARGET and PORTAL, or --all PORTAL");
+    command.on_run([request, &output] {
+        if (request->target.empty() && !request->portal) {
+            throw UsageError("login needs a TARGET, or --all PORTAL");
+        }
         log_in(*request, output);
     });
 }
 
 void declare_logout(const CommandLine& command, Output& output) {
     const auto request = std::make_shared<LogoutRequest>();
-    command.add("SESSION|TARGET", into(request->session_or_target),
-                "Number of a session, or the target whose sessions are meant");
+    command.add_repeatable("SESSION|TARGET", into(request->sessions_or_targets),
+                           "Number of a session, or the target whose sessions are meant");
     command.add_flag("--all", request->all, "Log out of every session");
+    command.add_flag("--force", request->by_force, "Log out of sessions whose disks are in use, too");
     command.on_run([request, &output] { log_out(*request, output); });
 }
 

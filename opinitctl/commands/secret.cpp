@@ -1,20 +1,30 @@
 #include "commands/secret.h"
 
-#include <bsd/readpassphrase.h>
 #include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "errors.h"
 #include "shown/safe_text.h"
 
 namespace opinitctl {
 namespace {
+
+std::size_t read_some(int fd, std::span<char> room) {
+    ssize_t count = 0;
+    while ((count = read(fd, room.data(), room.size())) < 0 && errno == EINTR) continue;
+    if (count < 0) throw Failure(std::string("cannot read the secret: ") + std::strerror(errno));
+    return static_cast<std::size_t>(count);
+}
 
 class SecretFile {
 public:
@@ -34,11 +44,9 @@ public:
     std::size_t read_all(std::span<char> room) const {
         std::size_t length = 0;
         while (length < room.size()) {
-            const ssize_t count = read(fd_, room.data() + length, room.size() - length);
-            if (count < 0 && errno == EINTR) continue;
-            if (count < 0) throw Failure(std::string("cannot read the secret: ") + std::strerror(errno));
+            const std::size_t count = read_some(fd_, room.subspan(length));
             if (count == 0) break;
-            length += static_cast<std::size_t>(count);
+            length += count;
         }
         return length;
     }
@@ -48,42 +56,88 @@ private:
     int fd_;
 };
 
-/// Notices a signal that asks the program to end, so that the prompt can put the terminal in order first.
+/// Signals that come in while it lives are noticed by `input_in` and nowhere else, so that none is lost
+/// between the prompt and the wait for its answer. What the program was started to ignore stays ignored.
 class NoticedSignals {
 public:
     NoticedSignals() {
         noticed = 0;
+        sigset_t held;
+        sigemptyset(&held);
+        for (const int signal : signals) sigaddset(&held, signal);
+        sigprocmask(SIG_BLOCK, &held, &mask_before_);
         struct sigaction action = {};
         action.sa_handler = [](int signal) { noticed = signal; };
-        for (std::size_t i = 0; i < signals.size(); ++i) sigaction(signals[i], &action, &before_[i]);
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            sigaction(signals[i], nullptr, &before_[i]);
+            if (before_[i].sa_handler != SIG_IGN) sigaction(signals[i], &action, nullptr);
+        }
     }
     ~NoticedSignals() {
         for (std::size_t i = 0; i < signals.size(); ++i) sigaction(signals[i], &before_[i], nullptr);
+        sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
     }
     NoticedSignals(const NoticedSignals&) = delete;
     NoticedSignals& operator=(const NoticedSignals&) = delete;
 
-    static int which() { return noticed; }
+    /// Waits for input, and answers 0, or for a signal, and answers that.
+    int input_in(int fd) const {
+        pollfd input = {fd, POLLIN, 0};
+        noticed = 0;
+        while (ppoll(&input, 1, nullptr, &mask_before_) < 0 && noticed == 0) continue;
+        return noticed;
+    }
 
 private:
-    static constexpr std::array signals = {SIGINT, SIGQUIT, SIGTERM, SIGHUP};
+    static constexpr std::array signals = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGTSTP};
     static inline volatile std::sig_atomic_t noticed = 0;
 
     std::array<struct sigaction, signals.size()> before_;
+    sigset_t mask_before_;
+};
+
+/// A terminal that does not show what is typed.
+class QuietTerminal {
+public:
+    explicit QuietTerminal(int fd) : fd_(fd) {
+        tcgetattr(fd_, &before_);
+        termios quiet = before_;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL);
+        tcsetattr(fd_, TCSAFLUSH, &quiet);
+    }
+    ~QuietTerminal() {
+        tcsetattr(fd_, TCSAFLUSH, &before_);
+        print("\n");
+    }
+    QuietTerminal(const QuietTerminal&) = delete;
+    QuietTerminal& operator=(const QuietTerminal&) = delete;
+
+    void print(std::string_view text) const {
+        if (write(fd_, text.data(), text.size()) < 0) return;
+    }
+
+private:
+    int fd_;
+    termios before_;
 };
 
 std::size_t ask(const std::string& owner, std::span<char> room) {
-    const NoticedSignals signals;
-    const std::string prompt = "secret of " + safe_text(owner) + ": ";
-    const bool answered =
-        readpassphrase(prompt.c_str(), room.data(), room.size(), RPP_REQUIRE_TTY) != nullptr;
-    const int error = errno;
-    if (signals.which() != 0) throw Interrupted(signals.which(), "interrupted");
-    if (!answered && error == ENOTTY) {
+    const std::unique_ptr<FILE, decltype(&std::fclose)> file(std::fopen("/dev/tty", "r+e"), std::fclose);
+    if (file == nullptr) {
         throw UsageError("no terminal to ask for the secret of " + owner + " at: name a file that holds it");
     }
-    if (!answered) throw Failure(std::string("cannot ask for the secret: ") + std::strerror(error));
-    return std::strlen(room.data());
+    const int terminal = fileno(file.get());
+    const NoticedSignals signals;
+    for (;;) {
+        int signal = 0;
+        {
+            const QuietTerminal quiet(terminal);
+            quiet.print("secret of " + safe_text(owner) + ": ");
+            if ((signal = signals.input_in(terminal)) == 0) return read_some(terminal, room);
+        }
+        if (signal != SIGTSTP) throw Interrupted(signal, "interrupted");
+        std::raise(SIGSTOP);
+    }
 }
 
 std::size_t read_from(const std::string& source, const std::string& owner, std::span<char> room) {

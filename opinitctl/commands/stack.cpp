@@ -11,6 +11,7 @@
 #include "commands/listing_options.h"
 #include "errors.h"
 #include "host/daemon.h"
+#include "host/sysfs_sessions.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
@@ -121,12 +122,22 @@ bool daemon_ends() {
     return false;
 }
 
+Names session_names() {
+    Names names;
+    for (const unsigned int number : session_numbers()) names.push_back(std::to_string(number));
+    return names;
+}
+
 void stop(const Output& output) {
     OpenInitiator initiator;
     const Task task = {"stop the stack"};
     const Answer answer = run(task, [&] { return initiator.StopInitiator(the_initiator); });
     const bool ran_before = answer.status != iscsi_status::initiator_not_started;
     if (ran_before) require_success(initiator, task.what, answer, script_hint(answer.status));
+    if (const Names live = session_names(); !ran_before && !live.empty()) {
+        throw Failure("the stack is stopped already, and yet sessions are live in the kernel: " +
+                      enumeration(live) + " (start the stack to log out of them)");
+    }
     if (!daemon_ends()) {
         if (ran_before) throw contradiction(answer, "the daemon still runs");
         throw Failure(

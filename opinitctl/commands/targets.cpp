@@ -6,6 +6,7 @@
 #include "commands/commands.h"
 #include "commands/listing_options.h"
 #include "errors.h"
+#include "host/daemon.h"
 #include "host/live_sessions.h"
 #include "host/node_records.h"
 #include "host/portal.h"
@@ -65,18 +66,46 @@ Names names_of(const std::vector<_TargetInformation>& records) {
     return names;
 }
 
+/// The targets that the last discovery at a portal found, or that have a node record there.
+Names known_at(const Portal& portal) {
+    Portals portals = discovered_at(portal);
+    const Portals records = node_records_at(portal);
+    portals.insert(portals.end(), records.begin(), records.end());
+    return targets_of(portals);
+}
+
+// That nothing was found says nothing of why, and is no answer to who asked for no particular target.
+void require_discovery(ISCSI_Initiator& initiator, const std::string& what, const Answer& found) {
+    if (found.status != iscsi_status::target_not_found) return require_success(initiator, what, found);
+    Failure failure("cannot " + what + ": " + std::to_string(found.status) + ": " +
+                    (daemon_state() == Daemon::half ? half_a_daemon
+                     : found.said.empty()           ? "the portal offers nothing"
+                                                    : "no target was found"));
+    failure.status = found.status;
+    failure.said = found.said;
+    throw failure;
+}
+
 void discover(const Portal& at, unsigned int limit, const Output& output) {
     Portal portal = at;
     OpenInitiator initiator;
     kvlinopinitr::AnswerBuffer<_TargetInformation> answer;
     unsigned int count = 0;
-    const Task task = {"discover targets at " + portal.given, std::chrono::seconds(limit),
-                       "what an earlier discovery recorded of this portal is gone"};
-    const Answer found = run(task, [&] {
-        return initiator.DiscoverTarget(0, portal.address.data(), portal.port, nullptr, answer.data(), &count,
-                                        answer.bytes());
-    });
-    require_success(initiator, task.what, found, "the portal offers nothing or was not reached");
+    const Names before = known_at(portal);
+    const Task task = {"discover targets at " + portal.given, std::chrono::seconds(limit)};
+    try {
+        const Answer found = run(task, [&] {
+            return initiator.DiscoverTarget(0, portal.address.data(), portal.port, nullptr, answer.data(),
+                                            &count, answer.bytes());
+        });
+        require_discovery(initiator, task.what, found);
+    } catch (const Failure&) {
+        const Names gone = without(before, known_at(portal));
+        if (!gone.empty()) {
+            diagnose("what was recorded of " + enumeration(gone) + " at " + portal.given + " is gone");
+        }
+        throw;
+    }
     Portals portals = discovered_at(portal);
     // A discovery answers names only; the portals stand where it recorded them.
     for (const std::string& name : without(names_of(answer.records()), targets_of(portals))) {

@@ -1,8 +1,12 @@
 #include "host/portal.h"
 
 #include <arpa/inet.h>
+#include <netdb.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <memory>
 
 #include "errors.h"
 #include "host/host_files.h"
@@ -27,6 +31,29 @@ std::string text_of(const unsigned char* address) {
     return inet_ntop(AF_INET, address, text.data(), text.size());
 }
 
+// Of numbers the resolver would make other addresses than are meant.
+bool may_be_a_name(const std::string& host) {
+    return std::any_of(host.begin(), host.end(),
+                       [](unsigned char letter) { return std::isalpha(letter) != 0; });
+}
+
+std::array<unsigned char, 4> address_of(const std::string& host) {
+    addrinfo wanted = {};
+    wanted.ai_family = AF_INET;
+    addrinfo* list = nullptr;
+    const int error = may_be_a_name(host) ? getaddrinfo(host.c_str(), nullptr, &wanted, &list) : EAI_NONAME;
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> found(list, freeaddrinfo);
+    if (error != 0) {
+        throw UsageError("\"" + host +
+                         "\" is not a portal: ADDRESS[:PORT] is needed, an IPv4 address or the name " +
+                         "of a host that has one (" + gai_strerror(error) + ")");
+    }
+    std::array<unsigned char, 4> address;
+    std::memcpy(address.data(), &reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr,
+                address.size());
+    return address;
+}
+
 }  // namespace
 
 std::string Portal::address_text() const {
@@ -44,9 +71,8 @@ Portal portal_in(const std::string& text) {
     }
     Portal portal = {text, {}};
     const std::size_t colon = text.find(':');
-    if (inet_pton(AF_INET, text.substr(0, colon).c_str(), portal.address.data()) != 1) {
-        throw UsageError("\"" + text + "\" is not a portal: ADDRESS[:PORT] with an IPv4 address is needed");
-    }
+    const std::string host = text.substr(0, colon);
+    if (inet_pton(AF_INET, host.c_str(), portal.address.data()) != 1) portal.address = address_of(host);
     if (colon == text.npos) return portal;
     const std::string port = text.substr(colon + 1);
     const auto number = number_in(port);

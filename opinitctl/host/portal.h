@@ -14,12 +14,14 @@ struct Portal {
     std::array<unsigned char, 4> address;
     std::uint16_t port = default_port;
 
+    bool operator==(const Portal&) const = default;
+
     std::string address_text() const;
     std::string text() const;
 };
 
 inline constexpr const char* portal_description =
-    "ADDRESS[:PORT] with an IPv4 address; the port is 3260 if left out";
+    "ADDRESS[:PORT] with an IPv4 address or the name of a host; the port is 3260 if left out";
 
 /// The portal that a word of the command line names; a UsageError says what is wrong with it.
 Portal portal_in(const std::string& text);

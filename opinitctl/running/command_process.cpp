@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <system_error>
 
 namespace opinitctl {
@@ -32,7 +33,32 @@ public:
     posix_spawnattr_t attributes;
 };
 
+bool is_ignored(int signal) {
+    struct sigaction action = {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler == SIG_IGN;
+}
+
 }  // namespace
+
+HeldSignals::HeldSignals() {
+    sigset_t held;
+    sigfillset(&held);
+    for (const int signal : {SIGTSTP, SIGTTIN, SIGTTOU, SIGCONT}) sigdelset(&held, signal);
+    sigemptyset(&awaited_);
+    sigaddset(&awaited_, SIGCHLD);
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
+        if (!is_ignored(signal)) sigaddset(&awaited_, signal);
+    }
+    sigprocmask(SIG_BLOCK, &held, &before_);
+}
+
+int HeldSignals::wait(std::chrono::milliseconds time) const {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+    const timespec limit = {seconds.count(), std::chrono::nanoseconds(time - seconds).count()};
+    const int signal = sigtimedwait(&awaited_, nullptr, &limit);
+    return signal < 0 ? 0 : signal;
+}
 
 CommandProcess::CommandProcess(const char* command, int output, const sigset_t& mask) {
     const SpawnPlan plan(output, mask);

@@ -6,23 +6,24 @@
 #include <string>
 #include <vector>
 
-#include "running/capture_directory.h"
 #include "running/command_process.h"
-#include "running/held_signals.h"
-#include "running/progress.h"
 
 namespace opinitctl {
 
 /// While it lives, every command that the library runs
 /// - can be waited for: a terminal shows for how long, and a signal or the time limit ends the command with
-/// all
-///   its children; no other command is run after that;
+///   all its children; no other command is run after that;
 /// - prints into memory, since results would not be JSON otherwise, and a target could send its name to the
-///   terminal raw.
+///   terminal raw;
+/// - captures into a directory of our own in the place of the library's fixed path, which every user of the
+///   host knows.
 class CommandRunner {
 public:
-    /// `what` is being done, for at most `limit`; zero is no limit.
-    CommandRunner(const std::string& what, std::chrono::seconds limit);
+    using Clock = std::chrono::steady_clock;
+
+    /// `what` is being done, for at most `limit` from `begin` on; zero is no limit.
+    CommandRunner(const std::string& what, std::chrono::seconds limit,
+                  Clock::time_point begin = Clock::now());
     ~CommandRunner();
     CommandRunner(const CommandRunner&) = delete;
     CommandRunner& operator=(const CommandRunner&) = delete;
@@ -41,23 +42,25 @@ public:
     static inline bool shows_commands = false;
 
 private:
-    using Clock = std::chrono::steady_clock;
-
-    void await(CommandProcess& process, bool with_children);
+    void await(CommandProcess& process);
     void notice(int signal);
     void look_at_the_time();
     bool given_up() const { return interruption_ != 0 || timed_out_; }
     bool end(const CommandProcess& process);
     std::chrono::milliseconds time_to_next_look(bool shell_is_running) const;
-    void collect_output(const std::string& command);
+    void show_progress(std::chrono::seconds elapsed);
+    void erase_progress();
 
     HeldSignals signals_;
-    CaptureDirectory directory_;
-    ProgressLine progress_;
-    Clock::time_point begin_ = Clock::now();
+    std::string what_;
     std::chrono::seconds limit_;
+    Clock::time_point begin_;
+    std::string directory_;
+    std::string captured_;  ///< the file in it
+    const char* captured_before_;
     int printed_;
     std::string said_;
+    std::size_t progress_ = 0;  ///< characters that stand in the line
     int interruption_ = 0;
     bool timed_out_ = false;
     std::optional<Clock::time_point> asked_to_end_;

@@ -20,6 +20,9 @@ struct Task {
     std::string what;                ///< as in "cannot WHAT"
     std::chrono::seconds limit{0};   ///< zero is none
     std::string when_given_up = "";  ///< what a person should know then
+    CommandRunner::Clock::time_point begin = CommandRunner::Clock::now();
+
+    bool is_over() const { return limit.count() > 0 && CommandRunner::Clock::now() - begin >= limit; }
 };
 
 struct Answer {
@@ -33,7 +36,7 @@ Answer conclude(const Task& task, CommandRunner& runner, unsigned int status);
 /// Runs an operation that runs commands.
 template <class Operation>
 Answer run(const Task& task, Operation operation) {
-    CommandRunner runner(task.what, task.limit);
+    CommandRunner runner(task.what, task.limit, task.begin);
     return conclude(task, runner, operation());
 }
 

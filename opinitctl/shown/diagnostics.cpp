@@ -26,6 +26,13 @@ void diagnose(std::string_view message) {
     say({{"warning", std::string(message)}}, message);
 }
 
+void show_command(const std::string& command) {
+    std::cout.flush();
+    std::cerr << (as_json ? json_text(Fields{{"command", command}}, Layout::one_line)
+                          : "+ " + safe_text(command))
+              << std::endl;
+}
+
 void show_lines(const std::vector<std::string>& lines) {
     std::cout.flush();
     for (const std::string& line : lines) {

@@ -15,6 +15,9 @@ void diagnose_as_json();
 /// Something worth knowing that ends nothing.
 void diagnose(std::string_view message);
 
+/// A command that is about to run.
+void show_command(const std::string& command);
+
 /// Lines of others.
 void show_lines(const std::vector<std::string>& lines);
 

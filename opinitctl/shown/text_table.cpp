@@ -107,7 +107,7 @@ void add_column(libscols_table& table, const std::string& name, Look look, int f
 
 void set_cell(libscols_line& line, std::size_t column, const std::string& text, Look look) {
     require(scols_line_set_data(&line, column, text.c_str()) == 0);
-    if (look == Look::state) scols_cell_set_color(scols_line_get_cell(&line, column), colour_of(text));
+    if (look == Look::state && !text.empty() && text != "-") scols_cell_set_color(scols_line_get_cell(&line, column), colour_of(text));
 }
 
 void add_lines(libscols_table& table, libscols_line* parent, const std::vector<Heading>& headings,
