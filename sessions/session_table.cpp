@@ -70,13 +70,13 @@ const SessionTable::Destination& SessionTable::destination_of(std::uint8_t sessi
     return *destination;
 }
 
-auto SessionTable::sessions_to(std::string_view target_name) const {
+std::span<const SessionTable::Session> SessionTable::sessions_to(std::string_view target_name) const {
     const auto begin = std::lower_bound(
         sessions_.begin(), sessions_.end(), target_name,
         [](const Session& session, std::string_view wanted) { return session.target_name < wanted; });
     const auto end = std::find_if(begin, sessions_.end(),
                                   [&](const Session& session) { return session.target_name != target_name; });
-    return std::ranges::subrange{begin, end};
+    return {begin, end};
 }
 
 int SessionTable::find(std::string_view address, std::uint16_t port, std::string_view target_name) {
@@ -92,7 +92,8 @@ int SessionTable::find(std::string_view address, std::uint16_t port, std::string
 }
 
 bool SessionTable::knows_all_to(std::string_view target_name) {
-    return listed_ && std::ranges::all_of(sessions_to(target_name), [this](const Session& session) {
+    const std::span<const Session> sessions = sessions_to(target_name);
+    return listed_ && std::all_of(sessions.begin(), sessions.end(), [this](const Session& session) {
                return destination_of(session.number).certain;
            });
 }

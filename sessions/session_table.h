@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,7 +35,7 @@ private:
         std::uint16_t port;
     };
 
-    auto sessions_to(std::string_view target_name) const;
+    std::span<const Session> sessions_to(std::string_view target_name) const;
     static Destination read_destination(std::uint8_t session);
     const Destination& destination_of(std::uint8_t session);
 
