@@ -26,6 +26,7 @@ using Argument = Word (*)(const Words&);
 
 constexpr std::size_t property_bytes = 260;
 constexpr int end_of_properties = 78;
+constexpr unsigned int untouched = 0xAAAAAAAA;  ///< what stands in a count that nobody wrote
 
 alignas(16) Byte object[1040];
 Byte buffer[1 << 20];
@@ -199,7 +200,9 @@ std::string answer(const std::string& line) {
                                           [&line](const auto& each) { return line.starts_with(each.name); });
     std::fill(std::begin(buffer), std::end(buffer), 0xAA);
     std::fill(std::begin(request), std::end(request), 0);
-    count = bytes = 0;
+    const bool counts = line.find("Count") != line.npos;
+    count = counts ? untouched : 0;  // a discovery wants none
+    bytes = 0;
     Word given[7] = {};
     std::transform(operation.arguments.begin(), operation.arguments.end(), given,
                    [&words](Argument argument) { return argument(words); });
@@ -208,7 +211,7 @@ std::string answer(const std::string& line) {
     const unsigned int status = reinterpret_cast<Function>(table[2 + operation.slot])(
         object, given[0], given[1], given[2], given[3], given[4], given[5], given[6]);
 
-    std::string shown = line.find("Count") != line.npos ? std::to_string(count) + '\n' : "";
+    std::string shown = !counts ? "" : count == untouched ? "-\n" : std::to_string(count) + '\n';
     const std::size_t step = operation.record_bytes, end = status != 0 ? 0 : step == 0 ? 1 : bytes;
     for (std::size_t i = 0; i < end && *operation.form != '\0'; i += std::max<std::size_t>(step, 1)) {
         shown += described(operation.form, buffer + i) + '\n';

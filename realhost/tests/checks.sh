@@ -18,7 +18,7 @@ check() {
 # become KIND: another host, and another agent, since the old one has seen the old host.
 become() {
     /guest/host "$1"
-    [[ $1 != *-today ]] || systemctl start iscsid.socket
+    [[ $1 != *-today ]] || { systemctl daemon-reload; systemctl start iscsid.socket; }
     [ -z "${AGENT_PID-}" ] || { eval "exec ${AGENT[1]}>&-"; wait "$AGENT_PID"; }
     coproc AGENT { KVLINHW_LOG=/run/library.log exec realhost_agent libkvlinopinitr.so.2 3<&0 4>&1 </dev/null >>/run/agent.log 2>&1; }
 }
@@ -74,14 +74,15 @@ section() {
         "$1" >/dev/ttyS1
 }
 
-# row SITUATION ADVICE OPERATION...: asks, and writes what came of it into the document.
-row() { local situation=$1 advice=$2; for_each write_row "${@:3}"; }
+# row SITUATION ADVICE[|ADVICE...] OPERATION...: asks, and writes what came of it into the document. An operation without
+# advice of its own has none.
+row() { local situation=$1 advices=$2\|; for_each write_row "${@:3}"; }
 write_row() {
     local said
     said=$(sed -n "s/$array//g; /^iscsiadm: /p; s/^\[\(exit [^0].*\)\]/\1/p" /run/iscsiadm.log | uniq | paste -sd'~')
     [ $minutes -lt 2 ] || answer+="~after $minutes minutes"
-    printf '| %s | `%s` | %s | %s | %s |\n' "$situation" "$*" "${answer//\~/<br>}" "${said//\~/<br>}" "$advice" >/dev/ttyS1
-    situation="the same" advice="As before."
+    printf '| %s | `%s` | %s | %s | %s |\n' "$situation" "$*" "${answer//\~/<br>}" "${said//\~/<br>}" "${advices%%|*}" >/dev/ttyS1
+    situation="the same" advices=${advices#*|}
 }
 
 # wait_until COMMAND: a minute at most, which fails

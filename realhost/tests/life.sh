@@ -18,7 +18,7 @@ check "timeouts of the node record" "$(grep -E 'login_timeout|replacement' $reco
 answers "0 10.0.0.1:3260,1 10.0.0.2:3260,1|0 10.0.0.2:3260,1|1" GetList 40 :disks , GetList 41 :empty , GetList 40 :none
 
 # Logins; more of those that are refused are rows elsewhere.
-answers "205|0 0" LoginTarget :disks 10.0.0.9 startup=1 , QuerySessionCount
+answers "205|0 -" LoginTarget :disks 10.0.0.9 startup=1 , QuerySessionCount
 answers 0 LoginTarget :chap 10.0.0.1 chap=1 user=user1 secret=secretsecret1
 mutual="LoginTarget :mutual 10.0.0.1 chap=2 user=user1 secret=secretsecret1 user_in=user2"
 answers "199|0 Login Failure*" $mutual secret_in=wrongsecret99 , message
