@@ -95,6 +95,12 @@ unsigned int conclude(OpenInitiator& initiator, const Verdict& verdict) {
     return verdict.reported ? report(initiator, verdict.status) : verdict.status;
 }
 
+/// What a query of the sessions or disks answered.
+unsigned int query_status(int result) {
+    if (result == 0) return success;
+    return result == -2 ? no_such_session : out_of_memory;
+}
+
 unsigned int deliver_settings(OpenInitiator& initiator, int mode, void* buffer, unsigned int* bytes) {
     const InitiatorNodes nodes = read_initiator_nodes(mode);
     if (const unsigned int missing = missing_node_status(nodes)) return report(initiator, missing);
@@ -254,7 +260,7 @@ unsigned int OpenInitiator::QuerySessionList(void* buffer, unsigned int* count, 
         if (const unsigned int status = require_pointers(count)) return status;
         _SessionInformation* list = nullptr;
         const int result = _QuerySessionList(&list, count, nullptr);
-        if (result != 0) return result == -2 ? no_such_session : out_of_memory;
+        if (result != 0) return query_status(result);
         SessionList sessions{list};
         print_session_info(list, *count);
         if (buffer != nullptr && bytes != nullptr) sessions.retain_connections();
@@ -267,9 +273,7 @@ unsigned int OpenInitiator::QueryDiskCount(unsigned char* session, unsigned int*
     return whole([&] {
         if (const unsigned int status = require_running()) return status;
         if (const unsigned int status = require_pointers(session, count)) return status;
-        const int result = _QueryDiskCount(session, count);
-        if (result == 0) return success;
-        return result == -2 ? no_such_session : out_of_memory;
+        return query_status(_QueryDiskCount(session, count));
     });
 }
 
@@ -283,8 +287,7 @@ unsigned int OpenInitiator::QueryDisks(unsigned char* session, void* buffer, uns
         const RecordList disks{list};
         if (result == -2) report(*this, no_such_session);
         deliver(list, buffer, bytes);
-        if (result == 0) return success;
-        return result == -2 ? no_such_session : out_of_memory;
+        return query_status(result);
     });
 }
 

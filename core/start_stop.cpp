@@ -1,6 +1,5 @@
 #include "core/start_stop.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
@@ -24,8 +23,7 @@ bool is_there(const char* path) {
 }
 
 bool systemd_runs_the_host() {
-    struct stat entry;
-    return ::stat("/run/systemd/system", &entry) == 0 && S_ISDIR(entry.st_mode);
+    return is_there("/run/systemd/system/.");  // a directory
 }
 
 /// One step of the daemon, as an init script takes it. Red Hat falls back to the script that SUSE has, and

@@ -1,5 +1,8 @@
 #include "sessions/connection_target.h"
 
+#include <arpa/inet.h>
+
+#include <array>
 #include <cstdlib>
 
 #include "core/base/address.h"
@@ -19,6 +22,10 @@ Attribute read_attribute(const Path& connection, std::string_view name) {
     return lasting.opened() ? lasting : current;
 }
 
+bool is_ipv6(std::string_view address) {
+    return address.find(':') != std::string_view::npos;
+}
+
 }  // namespace
 
 ConnectionTarget read_connection_target(int session, _ConnectionInformation& connection) {
@@ -32,9 +39,19 @@ ConnectionTarget read_connection_target(int session, _ConnectionInformation& con
     if (const auto number = scan_number(port.line(), std::strtoul)) {
         connection.TargetPort = static_cast<std::uint16_t>(*number);
     }
-    const std::string_view text = address.word();
     return {true, !address.unreadable() && !port.unreadable(),
-            std::string{text.find(':') != std::string_view::npos ? text : ""}};
+            is_ipv6(address.word()) ? comparable_address(address.word())
+                                    : AddressText{connection.TargetAddress}.c_str()};
+}
+
+std::string comparable_address(std::string_view text) {
+    const std::string given{text};
+    if (!is_ipv6(text)) return given;
+    const std::string plain = given.front() == '[' ? given.substr(1, given.find(']') - 1) : given;
+    in6_addr address;
+    std::array<char, INET6_ADDRSTRLEN> shortened;
+    if (::inet_pton(AF_INET6, plain.c_str(), &address) != 1) return plain;
+    return ::inet_ntop(AF_INET6, &address, shortened.data(), shortened.size());
 }
 
 Path initiator_address_path(int host) {
@@ -42,7 +59,7 @@ Path initiator_address_path(int host) {
 }
 
 void take_address(std::string_view text, unsigned char* field) {
-    if (text.find(':') == std::string_view::npos) parse_ip_address(field, text);
+    if (!is_ipv6(text)) parse_ip_address(field, text);
 }
 
 }  // namespace opinit

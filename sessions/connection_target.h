@@ -12,10 +12,14 @@ namespace opinit {
 inline constexpr std::size_t connection_attribute_limit = 80;
 
 struct ConnectionTarget {
-    bool opened;                    ///< whether both attributes could be opened
-    bool certain;                   ///< whether what they say is known: they were read, or one is not there
-    std::string ipv6_address = {};  ///< as sysfs has it; empty for others, which the record has
+    bool opened;               ///< whether both attributes could be opened
+    bool certain;              ///< whether what they say is known: they were read, or one is not there
+    std::string address = {};  ///< as text that can be compared
 };
+
+/// An address as text that can be compared: of IPv6 the kernel writes all zeros, and discovery what the
+/// portal wrote, perhaps in brackets.
+std::string comparable_address(std::string_view text);
 
 /// Reads `TargetAddress` and `TargetPort`. What an attribute does not tell stays zero.
 ConnectionTarget read_connection_target(int session, _ConnectionInformation& connection);

@@ -14,7 +14,6 @@
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
 #include "sessions/block_device.h"
-#include "sessions/find_session.h"
 #include "sessions/scsi_host.h"
 #include "sessions/session_class.h"
 
@@ -90,12 +89,8 @@ void fill_disk_info(const LunAddress& address, BlockDeviceFinder& finder, _DiskI
     disk.TargetId = static_cast<std::uint8_t>(address.target_id);
     disk.Lun = static_cast<std::uint8_t>(address.lun);
 
-    const Path scsi_device = Path{"/sys/bus/scsi/devices/"}
-                                 .number(address.host)
-                                 .text(":0:")
-                                 .number(address.target_id)
-                                 .text(":")
-                                 .number(address.lun);
+    Path scsi_device = Path{"/sys/bus/scsi/devices/"}.number(address.host).text(":0:");
+    scsi_device.number(address.target_id).text(":").number(address.lun);
     const std::optional<BlockDevice> block_device = finder.get_block_device(scsi_device);
     if (!block_device) return;
     copy_text(block_device->name.data(), disk.DeviceName);

@@ -8,6 +8,7 @@
 
 #include "core/base/path.h"
 #include "core/base/text.h"
+#include "sessions/session_class.h"
 
 namespace opinit {
 namespace {
@@ -44,14 +45,10 @@ std::optional<int> host_above_session(std::string_view link) {
     return host_number(parent.substr(before + 1));
 }
 
-Path session_entry(int session) {
-    return Path{"/sys/class/iscsi_session/session"}.number(session);
-}
-
 }  // namespace
 
 std::optional<int> get_session_host(int session) {
-    const Path entry = session_entry(session);
+    const Path entry = Path{session_class}.text("/session").number(session);
     const LinkText device{Path{entry}.text("/device")};
     if (!device) return std::nullopt;
     if (const auto host = host_above_session(device.view())) return host;

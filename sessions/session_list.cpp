@@ -9,7 +9,6 @@
 #include "core/base/text.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
-#include "sessions/find_session.h"
 #include "sessions/session_class.h"
 
 namespace opinit {
@@ -23,25 +22,9 @@ struct RetainedConnection {
 /// One per session number, so the memory behind what agents were given is bounded.
 std::array<RetainedConnection, 256> retained_connections;
 
-/// By session number. Sessions 256 apart share one, and with it the files of their connection.
-using Connections = std::array<const _ConnectionInformation*, 256>;
-
-/// A heap record of the session's own, or null.
-_ConnectionInformation* connection_of(const _SessionInformation& session, Connections& read_before) {
-    const _ConnectionInformation*& earlier = read_before[session.SessionHandle[0]];
-    _ConnectionInformation* connection = nullptr;
-    if (earlier == nullptr) {
-        _QueryConnectionList(session.InitiatorName, session.SessionHandle, &connection);
-        earlier = connection;
-    } else if ((connection = new_record<_ConnectionInformation>()) != nullptr) {
-        *connection = *earlier;
-    }
-    return connection;
-}
-
 /// A record whose entry cannot be read, or has an odd name, stays all zero.
 void fill_session(std::string_view entry, const char (&initiator_name)[initiator_name_size],
-                  Connections& connections, _SessionInformation& session) {
+                  _SessionInformation& session) {
     const Attribute target_name{session_path(entry, "/targetname").c_str(), target_name_size};
     const std::optional<std::uint8_t> number = session_number(entry);
     if (!target_name.opened() || !number) return;
@@ -50,7 +33,9 @@ void fill_session(std::string_view entry, const char (&initiator_name)[initiator
     session.SessionId[0] = *number;
     session.SessionHandle[0] = session.SessionId[0];
     session.ConnectionCount = 1;
-    session.Connections = connection_of(session, connections);
+    _ConnectionInformation* connection = nullptr;
+    _QueryConnectionList(session.InitiatorName, session.SessionHandle, &connection);
+    session.Connections = connection;
 }
 
 }  // namespace
@@ -79,11 +64,10 @@ int read_sessions(SessionList& sessions, unsigned int& count) {
 
     char initiator_name[initiator_name_size] = {};
     _GetInitiatorName(initiator_name);
-    Connections connections{};
     for (const std::string_view entry : entries) {
         _SessionInformation* session = sessions.append();
         if (session == nullptr) return 12;
-        fill_session(entry, initiator_name, connections, *session);
+        fill_session(entry, initiator_name, *session);
     }
     count = static_cast<unsigned int>(entries.size());
     return 0;

@@ -2,8 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,10 +25,6 @@ public:
     bool knows_all_to(std::string_view target_name);
 
 private:
-    struct Session {
-        std::string target_name;
-        std::uint8_t number;
-    };
     struct Destination {
         bool counts;   ///< whether the session has a connection record
         bool certain;  ///< whether that is so for sure
@@ -35,12 +32,12 @@ private:
         std::uint16_t port;
     };
 
-    std::span<const Session> sessions_to(std::string_view target_name) const;
     static Destination read_destination(std::uint8_t session);
     const Destination& destination_of(std::uint8_t session);
 
-    bool listed_ = true;             ///< whether all sessions and their targets are known
-    std::vector<Session> sessions_;  ///< sorted by their targets
+    bool listed_ = true;  ///< whether all sessions and their targets are known
+    /// Their numbers, by target; those of one target as they are listed.
+    std::multimap<std::string, std::uint8_t, std::less<>> sessions_;
     /// By number. Sessions 256 apart share one, and with it the files of their connection, which are read
     /// once. There is room for all from the beginning: to answer takes no memory.
     std::vector<std::optional<Destination>> destinations_;

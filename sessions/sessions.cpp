@@ -8,7 +8,6 @@
 #include "core/base/text.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "sessions/attribute.h"
-#include "sessions/find_session.h"
 #include "sessions/session_class.h"
 #include "sessions/session_list.h"
 #include "sessions/session_table.h"

@@ -48,7 +48,7 @@ private:
 
 /// All entries of one target stand side by side, since the names are sorted.
 unsigned int hand_over_targets(const Listing& names, TargetReceiver& targets) {
-    const TargetEntry last = parse_target_entry(*names.rbegin()).value();
+    const TargetEntry last = parse_target_entry(names.back()).value();
     const ProbedPortal probed{last.address, static_cast<std::uint16_t>(last.port), last.tag};
     std::string_view target_before;
     bool first = true;
@@ -65,16 +65,9 @@ unsigned int hand_over_targets(const Listing& names, TargetReceiver& targets) {
 }
 
 Path node_record_path(const char* root, std::string_view target_name, const ProbedPortal& portal) {
-    return Path{root}
-        .text("/nodes/")
-        .text(target_name)
-        .text("/")
-        .text(portal.address)
-        .text(",")
-        .number(portal.port)
-        .text(",")
-        .number(unsigned{portal.tag})
-        .text("/default");
+    Path path{root};
+    path.text("/nodes/").text(target_name).text("/").text(portal.address).text(",");
+    return path.number(portal.port).text(",").number(unsigned{portal.tag}).text("/default");
 }
 
 std::uint8_t starts_automatically(const File& record) {
@@ -123,11 +116,12 @@ unsigned int _read_send_targets(std::string_view portal_dir, TargetReceiver& tar
 }
 
 std::uint8_t _read_node_startup(std::string_view target_name, const ProbedPortal& portal) {
-    const File first{node_record_path("/var/lib/iscsi", target_name, portal).c_str(), Access::read_and_write};
-    if (first) return starts_automatically(first);
-    if (!first.missing()) return 0;
-    const File second{node_record_path("/etc/iscsi", target_name, portal).c_str(), Access::read_and_write};
-    return second ? starts_automatically(second) : 0;
+    for (const char* root : {"/var/lib/iscsi", "/etc/iscsi"}) {
+        const File record{node_record_path(root, target_name, portal).c_str(), Access::read_and_write};
+        if (record) return starts_automatically(record);
+        if (!record.missing()) break;
+    }
+    return 0;
 }
 
 }  // namespace opinit

@@ -62,11 +62,8 @@ bool update_node_records(Params params, const std::string& portal) {
 
 unsigned int login(Params params, const std::string& portal) {
     Command command;
-    command.text("iscsiadm -m node -l -p ")
-        .word(portal)
-        .text(" -T ")
-        .word(field_text(params.target_name))
-        .capture();
+    command.text("iscsiadm -m node -l -p ").word(portal);
+    command.text(" -T ").word(field_text(params.target_name)).capture();
     const CapturedOutputRemoval removal;
     run_captured(command.c_str());
     return _check_iscsiadm_output();

@@ -3,7 +3,7 @@
 #include "core/base/no_exceptions.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "kvlinopinitr/open_initiator_functions.h"
-#include "sessions/find_session.h"
+#include "sessions/session_class.h"
 
 using namespace opinit;
 

@@ -9,7 +9,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
-#include <span>
+#include <string>
 
 namespace opinit {
 namespace {
@@ -28,20 +28,15 @@ bool system_is_replaced() {
     return system.dli_fbase != c_library.dli_fbase;
 }
 
-/// The name of what a link leads to; empty where it is none.
-std::string_view link_name(const char* path, std::span<char> room) {
-    const ssize_t size = ::readlink(path, room.data(), room.size() - 1);
-    if (size <= 0) return {};
-    room[static_cast<std::size_t>(size)] = '\0';
-    const std::string_view target{room.data(), static_cast<std::size_t>(size)};
-    return target.substr(target.rfind('/') + 1);
-}
-
-/// Some distributions have a link of the same name in between.
 bool shell_is_bash() {
-    std::array<char, 4096> first, second;
-    const std::string_view name = link_name("/bin/sh", first);
-    return (name == "sh" ? link_name(first.data(), second) : name) == "bash";
+    std::string path = "/bin/sh";
+    // Some distributions have a link of the same name in between.
+    for (int links = 0; links < 2 && path.ends_with("/sh"); ++links) {
+        std::array<char, 4096> target;
+        const ssize_t size = ::readlink(path.c_str(), target.data(), target.size());
+        path.assign(target.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+    }
+    return std::string_view{path}.substr(path.rfind('/') + 1) == "bash";
 }
 
 }  // namespace

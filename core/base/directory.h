@@ -80,8 +80,7 @@ public:
     /// Each NUL-terminated, and valid as long as the listing.
     auto begin() const { return names_.begin(); }
     auto end() const { return names_.end(); }
-    auto rbegin() const { return names_.rbegin(); }
-    auto rend() const { return names_.rend(); }
+    std::string_view back() const { return names_.back(); }
 
 private:
     static constexpr std::size_t room_size = 32768;
