@@ -1,5 +1,6 @@
 // opinitctl: controls the host's iSCSI initiator from the command line.
 #include <algorithm>
+#include <clocale>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -50,7 +51,7 @@ Names words_of(int argc, char** argv) {
 // Only the command that is meant: declaring all takes longer than most of them.
 void declare(const CommandLine& line, const Names& words, Output& output) {
     line.add_note(footer);
-    line.add_flag("--json", output.json, "Print results as JSON (before or behind any command)");
+    line.add_flag("-J,--json", output.json, "Print results as JSON (before or behind any command)");
     line.add_flag("-v,--verbose", CommandRunner::shows_commands,
                   "Show the commands as they run; secrets as stars");
     const auto named = std::find_if_not(words.begin(), words.end(), is_option);
@@ -85,9 +86,12 @@ int run(const Names& words) {
 int main(int argc, char** argv) {
     // Where a parent left it ignored, no result of a command would be known, and all would count as done.
     std::signal(SIGCHLD, SIG_DFL);
+    // Which characters are shown, and how the lines of a tree are drawn.
+    std::setlocale(LC_CTYPE, "");
     try {
         const Names words = words_of(argc, argv);
-        if (std::find(words.begin(), words.end(), "--json") != words.end()) diagnose_as_json();
+        const auto asks_for_json = [](const std::string& word) { return word == "-J" || word == "--json"; };
+        if (std::any_of(words.begin(), words.end(), asks_for_json)) diagnose_as_json();
         return run(words);
     } catch (const Interrupted& interruption) {
         report(interruption);

@@ -34,8 +34,10 @@ add iqn.a --address 10.0.0.1 --lun 0:1024:V:M
 add iqn.a --address 10.0.0.2 --sid 300
 add $'iqn."\\\\\\t\\xc3\\xbe,}' --address fd00::1
 echo FAILED >/sys/class/iscsi_session/session1/state""")
-sessions = {("opinit_sessions", "iqn.a", "failed"): 1, ("opinit_sessions", "iqn.a", "logged_in"): 2,
-            ("opinit_sessions", ODD, "logged_in"): 1}
+sessions = {("opinit_sessions", "iqn.a", "10.0.0.1:3260", "failed"): 1,
+            ("opinit_sessions", "iqn.a", "10.0.0.1:3260", "logged_in"): 1,
+            ("opinit_sessions", "iqn.a", "10.0.0.2:3260", "logged_in"): 1,
+            ("opinit_sessions", ODD, "[fd00::1]:3260", "logged_in"): 1}
 luns = {("opinit_luns", "iqn.a", "10.0.0.1:3260"): 3, ("opinit_lun_size_bytes", "iqn.a", "10.0.0.1:3260"): 2560}
 for place in (("iqn.a", "10.0.0.2:3260"), (ODD, "[fd00::1]:3260")):
     luns |= {("opinit_luns", *place): 0, ("opinit_lun_size_bytes", *place): 0}
@@ -61,9 +63,23 @@ full = opinitctl("metrics", "/run/full/prom")
 check("of a full disk nothing is left", full.returncode == 1 and os.listdir("/run/full") == ["prom"], full)
 check("there is no JSON", opinitctl("metrics", "--json").returncode == 2)
 
-# Without the daemon the interface does not tell of LUNs; the sessions live on.
-shell("killall iscsid")
+# What is no plain file is written to.
+for place, behind in (("/run/link", "/run/plain"), ("/dev/null", ""), ("-", "")):
+    shell("touch /run/plain; ln -sf /run/plain /run/link")
+    done = opinitctl("metrics", place)
+    text = pathlib.Path(behind).read_text() if behind else done.stdout
+    check(place, done.returncode == 0 and text.endswith("# EOF\n" if place != "/dev/null" else "") and
+          os.path.islink("/run/link") and not os.path.isfile("/dev/null"), done)
+
+# Without the daemon sessions and LUNs live on. Targets that should be logged in to are named.
+shell("""iscsiadm -m discovery -t st -p 10.0.0.1; iscsiadm -m node -p 10.0.0.2:3260 -o update -n node.startup -v automatic
+mv /etc/iscsi/nodes/*:empty /etc/iscsi/nodes/iqn.a; killall iscsid""")
 seen, _ = metrics()
-stack |= {("opinit_stack_running",): 0, ("opinit_daemon_processes",): 0}
-check("what is known is counted", seen == sessions | stack, seen)
+stack |= {("opinit_stack_running",): 0, ("opinit_daemon_processes",): 0,
+          ("opinit_missing_sessions", "iqn.2024-01.example.array:disks", "10.0.0.2:3260"): 1}
+check("what is known is counted", seen == sessions | luns | stack, seen)
+shell("chmod 0 /sys/class/iscsi_session")
+unread = simulated.run("setpriv", "--bounding-set=-all", simulated.PROGRAM, "metrics", str(file))
+check("what cannot be read is no metric", unread.returncode == 1 and "cannot read /sys/class/iscsi_session: Permission" in
+      unread.stderr and file.read_text().endswith("EOF\n"), unread)
 simulated.finish()

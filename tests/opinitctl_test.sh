@@ -13,9 +13,9 @@ while IFS='|' read -r arguments says; do
 done <<'TABLE'
 |--help
 sesions --json|the commands are*sessions
-disks x|number
-disks 010|number
-disks 4294967297|number
+sessions x|number
+connections 010|number
+sessions 4294967297|number
 logout|--all
 logout 1 --all|--all
 config set NoSuchKey=1|no setting
@@ -49,7 +49,7 @@ gives 0 "*$array:disks*10.0.0.2:3260*" "*other targets*10.0.0.2*startup, digests
 session=$(awk 'NR == 2 { print $1 }' /tmp/out)
 gives 0 "*10.0.0.1:3260*" '' login $array:disks $p1
 gives 0 '*' '' disks "$session"
-is "a disk's row" "$(row "$session +10")" "$session 10 sdc 100G EXAMPLE ARCHIVE-DISK running $array:disks"
+is "a disk's row" "$(row "$session +10")" "$session 10 sdc 100G running $array:disks"
 gives 0 "*10.0.0.2:3260*10.0.0.100*" '' connections "$session"
 gives 1 '' "*167: Session is ACTIVE*$array:chap*gone all the same*" remove $p1
 opinitctl discover $p1 >/dev/null

@@ -17,6 +17,17 @@ done <<TABLE
 SIZE LUN,1073741824 0,10737418240 1,107374182400 10|disks --bytes -o size_bytes,lun
 10,1,0|disks --noheadings --sort model -o lun
 1,2,7,*|config --noheadings --sort id -o id
+$session $array:disks 10.0.0.2:3260 logged_in 1|sessions $session -n -o +group_tag
+SESSION TARGET PORTAL GROUP-TAG STATE INITIATOR-ADDRESS INITIATOR-NAME CONNECTIONS,*|sessions -o all
+$session 0 sda 1073741824 Virtual?x20Disk|disks --raw -nb sda -o session,lun,device,size,model
+$session 0,$session 1,$session 10|disks -n $session -o session,lun
+$array:empty target |tree $array:empty -n
+{,"key": "*.FastAbort",}|config get FastAbort -J -o key
+TABLE
+while read -r command; do gives 3 '' '*there is no *' $command; done <<TABLE
+sessions 99
+disks sdz
+tree iqn.none
 TABLE
 
 # --- keys that programs rely on
@@ -48,8 +59,11 @@ gives 3 '' '{"error":"*","exit_status":3,"status":166,"said":*}' logout 99 --jso
 
 # --- the tree, down to what is mounted on a logical volume
 disk=$(opinitctl disks --noheadings -o device | head -1)
-mkdir -p /sys/block/$disk/$disk"1"/holders/dm-0 /sys/block/dm-0/dm
-echo 1 >/sys/block/$disk/$disk"1"/partition
+mkdir -p /sys/block/$disk/$disk"2"/holders/dm-0 /sys/block/$disk/$disk"10" /sys/block/dm-0/dm
+for part in 2 10; do echo $part >/sys/block/$disk/$disk$part/partition; done
+# Behind more mounts than one read of the kernel's table gives.
+for n in {1..60}; do mkdir -p /run/m/$n && mount -t tmpfs none /run/m/$n; done
+mkdir /run/late && mount -t tmpfs /dev/mapper/vg-data /run/late
 echo 6144 >/sys/block/dm-0/size
 echo vg-data >/sys/block/dm-0/dm/name
 echo LVM-0123 >/sys/block/dm-0/dm/uuid
@@ -57,12 +71,13 @@ awk '$5 == "/" { print $3 }' /proc/self/mountinfo >/sys/block/dm-0/dev
 gives 0 "*
 $array:disks * target *
 \`-$session * session *10.0.0.2:3260 logged_in*
-  |-$disk * disk * 0 *running * 1G EXAMPLE Virtual Disk*
-  | \`-${disk}1 * part *
-  |   \`-vg-data * lvm * 3M* /
+  |-$disk * disk *running * 1G*
+  | |-${disk}2 * part *
+  | | \`-vg-data * lvm * 3M / /run/late
+  | \`-${disk}10 * part *
   |-*
-  \`-*10 *ARCHIVE-DISK*" '' tree
-rm -r /sys/block/$disk/$disk"1" /sys/block/dm-0
+  \`-*100G*" '' tree
+rm -r /sys/block/$disk/$disk*[0-9] /sys/block/dm-0
 
 # --- what the interface cuts short: whole numbers, IPv6, sessions without a peer, a name that was another
 add() { simhost-command add-session --target "$@" >/tmp/added; }
@@ -74,6 +89,9 @@ is "both" "$(opinitctl sessions --noheadings -o session,target,portal,state | sh
 is "LUNs above 255" "$(opinitctl disks 201 --noheadings -o lun | shown)" 300
 gives 0 '*457 [[]fd00::7]:3260*' '' connections 457 --noheadings
 gives 3 '' '*no session 713*' connections 713
+echo $'iqn.x:\xc3\xa9\xe2\x80\xae' >/sys/class/iscsi_session/session201/targetname
+is "what can be printed is" "$(LC_ALL=C.UTF-8 opinitctl sessions 201 -n -o target)" $'iqn.x:\xc3\xa9\\\\xe2\\\\x80\\\\xae'
+is "and in ASCII" "$(opinitctl sessions 201 -n -o target)" 'iqn.x:\\xc3\\xa9\\xe2\\x80\\xae'
 for other in '*would end session 201 instead*' '*carries the low 8 bits of a number only*'; do
     gives 1 '' "${other}iscsiadm -m session -r 457 -u*" logout 457
     simhost-command remove-session 201 >/dev/null 2>&1
@@ -114,6 +132,16 @@ gives 0 '*DAEMON * half*' '*only half of the daemon*' status
 gives 1 '' '*no session*only half of the daemon*' login $array:empty 10.0.0.2
 gives 1 '' '*only half of the daemon*' start
 killall iscsid
+add iqn.x:live --address 10.1.1.1 --sid 7 --lun 0:1024:A:B
+while read -r command wanted; do gives 0 "$wanted" '*the stack does not run*live on*' $command; done <<'TABLE'
+sessions *7 iqn.x:live*logged_in
+connections *7 10.1.1.1:3260*
+disks *7*1K*iqn.x:live
+tree *-7 *10.1.1.1:3260*disk*
+targets *iqn.2024-01.example.array:disks*
+TABLE
+gives 1 '' '*sessions are live in the kernel: 7*' stop
+simhost-command remove-session 7
 while IFS='|' read -r code out err command; do gives $code "$out" "$err" $command; done <<'TABLE'
 0|the stack is running||start
 0|the stack is running already||start
@@ -121,6 +149,20 @@ while IFS='|' read -r code out err command; do gives $code "$out" "$err" $comman
 0|the stack is stopped already||stop
 4||*183*|sessions
 0|*||start
+TABLE
+
+# --- what cannot be read is not shown as empty
+add iqn.x:live --address 10.1.1.1 --sid 8 --lun 0:1024:A:B
+program=$run/override/limited
+printf '#!/bin/sh\nexec setpriv --bounding-set=-all %s "$@"\n' "$1" >$program && chmod +x $program
+while IFS='|' read -r path commands; do
+    mode=$(stat -c %a $path) && chmod 0 $path
+    for command in $commands; do gives 1 '' "*cannot read $path*: Permission denied*" ${command/_/ }; done
+    chmod $mode $path
+done <<TABLE
+/sys/class/iscsi_session|sessions connections disks tree targets logout_--all
+/etc/iscsi/nodes|targets portals_iqn.x forget_$p1 tree
+/etc/iscsi/nodes/$array:chap/$p1,3260,1|targets
 TABLE
 
 [ $failed = 0 ]

@@ -13,7 +13,7 @@
 #include "host/config_changes.h"
 #include "host/host_files.h"
 #include "host/property_keys.h"
-#include "host/sysfs_sessions.h"
+#include "host/sessions.h"
 #include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "kvlinopinitr/open_initiator.h"

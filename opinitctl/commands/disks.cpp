@@ -1,34 +1,31 @@
 // disks, tree.
+#include "host/disks.h"
+
 #include <map>
 
 #include "commands/arguments.h"
 #include "commands/commands.h"
 #include "commands/listing_options.h"
-#include "host/block_users.h"
-#include "host/live_disks.h"
-#include "host/live_sessions.h"
+#include "host/host_files.h"
 #include "host/node_records.h"
-#include "host/sysfs_sessions.h"
-#include "kvlinopinitr/open_initiator.h"
+#include "host/sessions.h"
 #include "running/operation.h"
 
 namespace opinitctl {
 namespace {
 
-using Number = std::optional<unsigned int>;
-
 /// A target, session, LUN, or what stands on one.
 struct Node {
     std::string name;
     std::string type;
-    Number lun = {};
+    std::optional<unsigned int> lun = {};
     std::string portal = "";
-    Number group_tag = {};
+    std::optional<unsigned int> group_tag = {};
     std::string state = "";
     std::optional<std::uint64_t> size = {};
     std::string vendor = "";
     std::string model = "";
-    std::vector<std::string> mount_points = {};
+    Names mount_points = {};
     std::vector<Node> below = {};
 };
 
@@ -39,14 +36,14 @@ Value mount_points(const Node& node) {
 const Columns<Node> tree_columns = {
     {"name", [](const Node& node) -> Value { return node.name; }, Look::text},
     {"type", [](const Node& node) -> Value { return node.type; }},
-    {"lun", [](const Node& node) { return number_or_null(node.lun); }},
+    {"lun", [](const Node& node) { return number_or_null(node.lun); }, Look::plain, Shown::on_request},
     {"portal", [](const Node& node) { return text_or_null(node.portal); }},
     {"group_tag", [](const Node& node) { return number_or_null(node.group_tag); }, Look::plain,
      Shown::on_request},
     {"state", [](const Node& node) { return text_or_null(node.state); }, Look::state},
     {"size_bytes", [](const Node& node) { return number_or_null(node.size); }, Look::bytes},
-    {"vendor", [](const Node& node) { return text_or_null(node.vendor); }},
-    {"model", [](const Node& node) { return text_or_null(node.model); }, Look::text},
+    {"vendor", [](const Node& node) { return text_or_null(node.vendor); }, Look::plain, Shown::on_request},
+    {"model", [](const Node& node) { return text_or_null(node.model); }, Look::plain, Shown::on_request},
     {"mountpoints", mount_points, Look::list},
 };
 
@@ -76,61 +73,66 @@ Node node_of(const Disk& disk, const Mounts& mounts) {
     return node;
 }
 
-Node node_of(const Session& session, ISCSI_Initiator& initiator, const Mounts& mounts) {
+Node node_of(const Session& session, const Mounts& mounts) {
     Node node = {std::to_string(session.number), "session"};
     node.portal = session.portal;
     node.group_tag = session.group_tag;
     node.state = session.state;
-    for (const Disk& disk : disks_of(initiator, session.number)) {
-        node.below.push_back(node_of(disk, mounts));
-    }
+    for (const Disk& disk : disks_of(session)) node.below.push_back(node_of(disk, mounts));
     return node;
 }
 
-void show_tree(const Output& output) {
-    OpenInitiator initiator;
-    std::map<std::string, std::vector<Session>> targets;
+void show_tree(const std::string& wanted, const Output& output) {
+    const Sessions live = live_sessions();
+    std::map<std::string, Sessions> targets;
     for (const std::string& name : targets_of(node_records())) targets[name];
-    for (const Session& session : live_sessions(initiator)) targets[session.target].push_back(session);
+    for (const Session& session : live) targets[session.target].push_back(session);
+    require_running_or_tell(live.empty());
+    if (!wanted.empty()) {
+        std::erase_if(targets, [&wanted](const auto& target) { return target.first != wanted; });
+        if (targets.empty()) throw Failure("there is no target " + wanted, exit_not_there);
+    }
     const Mounts mounts;
     std::vector<Node> nodes;
     for (const auto& [name, sessions] : targets) {
         Node node = {name, "target"};
-        for (const Session& session : sessions) node.below.push_back(node_of(session, initiator, mounts));
+        for (const Session& session : sessions) node.below.push_back(node_of(session, mounts));
         nodes.push_back(std::move(node));
     }
     output.tree(tree_columns, nodes);
 }
 
-std::vector<Disk> all_disks(ISCSI_Initiator& initiator) {
+/// Those of a session, the one of a device, or all.
+void show_disks(const std::string& wanted, const Output& output) {
+    const auto number = number_in(wanted);
+    const Sessions sessions = number ? Sessions{live_session(*number)} : live_sessions();
+    require_running_or_tell(sessions.empty());
     std::vector<Disk> disks;
-    for (const unsigned int session : session_numbers()) {
-        try {
-            const std::vector<Disk> own = disks_of(initiator, session);
-            disks.insert(disks.end(), own.begin(), own.end());
-        } catch (const Failure& failure) {
-            if (session_exists(session)) throw;
+    for (const Session& session : sessions) {
+        for (const Disk& disk : disks_of(session)) {
+            const bool is_meant =
+                number || wanted.empty() || disk.device == wanted || "/dev/" + disk.device == wanted;
+            if (is_meant) disks.push_back(disk);
         }
     }
-    return disks;
-}
-
-void show_disks(const Number& number, const Output& output) {
-    OpenInitiator initiator;
-    unsigned int count = 0;
-    require_success(initiator, "list the disks", initiator.QuerySessionCount(&count));
-    output.list(disk_columns(), number ? disks_of(initiator, *number) : all_disks(initiator));
+    if (disks.empty() && !number && !wanted.empty()) {
+        throw Failure("there is no disk " + wanted + " of a session", exit_not_there);
+    }
+    output.list(disk_columns(), disks);
 }
 
 void declare_disks(const CommandLine& command, Output& output) {
-    const auto session = add_session_number(command);
+    const auto wanted = std::make_shared<std::string>();
+    command.add("SESSION|DEVICE", into(*wanted), "Number of the session, or a device such as sda");
     add_listing_options(command, output, headings_of(disk_columns()));
-    command.on_run([session, &output] { show_disks(*session, output); });
+    command.on_run([wanted, &output] { show_disks(*wanted, output); });
 }
 
 void declare_tree(const CommandLine& command, Output& output) {
+    const auto target = std::make_shared<std::string>();
+    command.add("TARGET", into(*target), "Name of the target; all, if left out");
     add_listing_options(command, output, headings_of(tree_columns));
-    command.on_run([&output] { show_tree(output); });
+    command.on_run([target, &output] { show_tree(*target, output); });
 }
 
 constexpr Command commands[] = {

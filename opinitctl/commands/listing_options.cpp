@@ -10,9 +10,11 @@
 namespace opinitctl {
 namespace {
 
-Names names_of(const std::vector<Heading>& headings) {
+Names names_of(const std::vector<Heading>& headings, bool all = true) {
     Names names;
-    for (const Heading& heading : headings) names.push_back(heading_text(heading));
+    for (const Heading& heading : headings) {
+        if (all || heading.shown == Shown::always) names.push_back(heading_text(heading));
+    }
     return names;
 }
 
@@ -37,14 +39,22 @@ std::string column_in(const std::string& name, const std::vector<Heading>& headi
 
 void add_record_options(const CommandLine& command, Output& output, const std::vector<Heading>& headings) {
     const auto choose = [&output, headings](const std::string& word) {
-        for (const std::string& name : split(word, ',')) output.chosen.push_back(column_in(name, headings));
+        const bool adds = word.starts_with('+');
+        if (adds && output.chosen.empty()) output.chosen = names_of(headings, false);
+        for (const std::string& name : split(word.substr(adds ? 1 : 0), ',')) {
+            const Names meant = name == "all" ? names_of(headings) : Names{column_in(name, headings)};
+            output.chosen.insert(output.chosen.end(), meant.begin(), meant.end());
+        }
     };
-    command.add_repeatable("-o,--output COLUMN", choose,
-                           "Columns to show, separated by commas: " + enumeration(names_of(headings)));
-    command.add_flag("--noheadings", output.no_headings, "Print no headings");
+    command.add_repeatable(
+        "-o,--output COLUMN", choose,
+        "Columns to show, separated by commas, or \"all\"; +COLUMN for one more than usual: " +
+            enumeration(names_of(headings)));
+    command.add_flag("-n,--noheadings", output.no_headings, "Print no headings");
+    command.add_flag("--raw", output.raw, "Print for scripts: one blank between values, none in them");
     const auto is_size = [](const Heading& heading) { return heading.look == Look::bytes; };
     if (std::any_of(headings.begin(), headings.end(), is_size)) {
-        command.add_flag("--bytes", output.bytes, "Print sizes in bytes");
+        command.add_flag("-b,--bytes", output.bytes, "Print sizes in bytes");
     }
 }
 

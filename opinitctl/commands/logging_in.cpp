@@ -9,9 +9,8 @@
 #include "commands/secret.h"
 #include "errors.h"
 #include "host/host_files.h"
-#include "host/live_sessions.h"
 #include "host/node_records.h"
-#include "host/sysfs_sessions.h"
+#include "host/sessions.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "running/operation.h"
@@ -19,8 +18,6 @@
 
 namespace opinitctl {
 namespace {
-
-using Sessions = std::vector<Session>;
 
 constexpr std::size_t longest_target_name = 223;
 
@@ -129,26 +126,16 @@ void tell_of_settings_left(const LoginRequest& request, const Portal& portal) {
              " (\"opinitctl discover " + portal.given + "\" takes it back for all of them)");
 }
 
-Sessions sessions_of_sysfs(const std::string& target) {
-    Sessions sessions;
-    for (const SysfsSession& each : sysfs_sessions()) {
-        if (each.target == target)
-            sessions.push_back({each.number, each.target, portal_text(each), {}, "", "", "", 0});
-    }
-    return sessions;
-}
-
 Session log_in_to(const Login& login, Task task, _LoginParams& params, ISCSI_Initiator& initiator) {
     std::fill(std::begin(params.target_name), std::end(params.target_name), '\0');
     copy_text(login.target, params.target_name, longest_target_name, "a target name");
     std::copy(login.portal.address.begin(), login.portal.address.end(), params.target_address);
     params.target_port = login.portal.port;
-    const Sessions before = sessions_of_sysfs(login.target);
+    const Sessions before = sessions_to(login.target);
     task.what = "log in to " + login.target + " at " + login.portal.given;
     const Answer answer = run(task, [&] { return initiator.LoginTarget(&params); });
     if (answer.status != iscsi_status::already_logged_in) require_success(initiator, task.what, answer);
-    return made_session(login.target, login.portal, answer, before,
-                        sessions_to(login.target, live_sessions(initiator)));
+    return made_session(login.target, login.portal, answer, before, sessions_to(login.target));
 }
 
 void check_persistence(const Login& login, const LoginRequest& request) {

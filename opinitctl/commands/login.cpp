@@ -10,11 +10,9 @@
 #include "commands/listing_options.h"
 #include "commands/logging_in.h"
 #include "errors.h"
-#include "host/block_users.h"
+#include "host/disks.h"
 #include "host/host_files.h"
-#include "host/live_disks.h"
-#include "host/live_sessions.h"
-#include "host/sysfs_sessions.h"
+#include "host/sessions.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "running/operation.h"
 #include "shown/diagnostics.h"
@@ -46,10 +44,10 @@ void name_uses(const BlockDevice& device, Names& uses) {
     }
 }
 
-Names uses_of(ISCSI_Initiator& initiator, unsigned int session) {
+Names uses_of(unsigned int session) {
     const Mounts mounts;
     Names uses;
-    for (const Disk& disk : disks_of(initiator, session)) {
+    for (const Disk& disk : disks_of(live_session(session))) {
         if (!disk.device.empty()) name_uses(block_device(disk.device, mounts), uses);
     }
     return uses;
@@ -62,8 +60,8 @@ bool agrees(const std::string& question) {
     return answer.starts_with('y') || answer.starts_with('Y');
 }
 
-void require_unused(ISCSI_Initiator& initiator, unsigned int number) {
-    const Names uses = uses_of(initiator, number);
+void require_unused(unsigned int number) {
+    const Names uses = uses_of(number);
     if (uses.empty()) return;
     const std::string in_use = "session " + std::to_string(number) + " is in use: " + enumeration(uses);
     if (isatty(STDIN_FILENO) != 0 && agrees(in_use + ". Log out all the same")) return;
@@ -73,7 +71,7 @@ void require_unused(ISCSI_Initiator& initiator, unsigned int number) {
 void log_out(ISCSI_Initiator& initiator, unsigned int number, bool by_force) {
     const bool exists = session_exists(number);
     if (!can_be_named(number)) throw exists ? not_to_be_named(number) : no_such_session(number);
-    if (exists && !by_force) require_unused(initiator, number);
+    if (exists && !by_force) require_unused(number);
     std::array<unsigned char, 16> session = {static_cast<unsigned char>(number)};
     const Task task = {"log out of session " + std::to_string(number)};
     const Answer answer = run(task, [&] { return initiator.LogoutTarget(the_initiator, session.data()); });
@@ -96,21 +94,21 @@ struct LogoutRequest {
     bool by_force = false;
 };
 
-Numbers numbers_of(const std::vector<Session>& sessions) {
+Numbers numbers_of(const Sessions& sessions) {
     Numbers numbers;
     for (const Session& session : sessions) numbers.push_back(session.number);
     return numbers;
 }
 
-Numbers sessions_meant(ISCSI_Initiator& initiator, const LogoutRequest& request) {
-    if (request.all) return numbers_of(live_sessions(initiator));
+Numbers sessions_meant(const LogoutRequest& request) {
+    if (request.all) return numbers_of(live_sessions());
     Numbers meant;
     for (const std::string& name : request.sessions_or_targets) {
         if (const auto number = number_in(name)) {
             meant.push_back(*number);
             continue;
         }
-        const Numbers some = numbers_of(sessions_to(name, live_sessions(initiator)));
+        const Numbers some = numbers_of(sessions_to(name));
         if (some.empty()) throw Failure("there is no session to " + name, exit_not_there);
         meant.insert(meant.end(), some.begin(), some.end());
     }
@@ -122,7 +120,7 @@ void log_out(const LogoutRequest& request, const Output& output) {
         throw UsageError("logout needs sessions, targets or --all");
     }
     OpenInitiator initiator;
-    const Numbers meant = sessions_meant(initiator, request);
+    const Numbers meant = sessions_meant(request);
     Numbers ended;
     for (const unsigned int number : meant) {
         try {

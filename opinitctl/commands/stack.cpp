@@ -11,7 +11,7 @@
 #include "commands/listing_options.h"
 #include "errors.h"
 #include "host/daemon.h"
-#include "host/sysfs_sessions.h"
+#include "host/sessions.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"

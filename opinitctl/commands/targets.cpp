@@ -7,9 +7,9 @@
 #include "commands/listing_options.h"
 #include "errors.h"
 #include "host/daemon.h"
-#include "host/live_sessions.h"
 #include "host/node_records.h"
 #include "host/portal.h"
+#include "host/sessions.h"
 #include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_records.h"
 #include "kvlinopinitr/open_initiator.h"
@@ -27,7 +27,7 @@ struct Target {
     std::string name;
     bool persistent;
     Portals portals;
-    std::vector<Session> sessions;
+    Sessions sessions;
 };
 
 Value portals_of(const Target& target) {
@@ -49,7 +49,7 @@ const Columns<Target> target_columns = {
     {"target", [](const Target& target) -> Value { return target.name; }, Look::text},
     {"logged_in", [](const Target& target) -> Value { return !target.sessions.empty(); }},
     {"persistent", [](const Target& target) -> Value { return target.persistent; }},
-    {"sessions", sessions_of, Look::list},
+    {"sessions", sessions_of, Look::list, Shown::on_request},
     {"portals", portals_of, Look::list},
 };
 
@@ -127,10 +127,6 @@ Names listed_targets(ISCSI_Initiator& initiator) {
     return names_of(answer.records());
 }
 
-std::vector<Session> sessions_if_running(ISCSI_Initiator& initiator) {
-    return op_initiator_started != 0 ? live_sessions(initiator) : std::vector<Session>();
-}
-
 void show_targets(const Output& output) {
     OpenInitiator initiator;
     Names names = listed_targets(initiator);
@@ -141,12 +137,15 @@ void show_targets(const Output& output) {
                  enumeration(unlisted));
     }
     names.insert(names.end(), unlisted.begin(), unlisted.end());
-    const std::vector<Session> sessions = sessions_if_running(initiator);
+    const Sessions live = live_sessions();
+    if (!live.empty()) require_running_or_tell(false);
     std::vector<Target> targets;
     for (const std::string& name : names) {
         Portals portals = portals_to(name, records);
         const bool persistent = std::any_of(portals.begin(), portals.end(), starts_automatically);
-        targets.push_back({name, persistent, std::move(portals), sessions_to(name, sessions)});
+        Sessions sessions = live;
+        std::erase_if(sessions, [&name](const Session& session) { return session.target != name; });
+        targets.push_back({name, persistent, std::move(portals), std::move(sessions)});
     }
     output.list(target_columns, targets);
 }
@@ -163,6 +162,7 @@ Portals portals_in(const std::string& target, const std::vector<_TargetPortalGro
 }
 
 void show_portals(std::string target, const Output& output) {
+    const Portals recorded = portals_to(target, node_records());
     OpenInitiator initiator;
     kvlinopinitr::AnswerBuffer<_TargetPortalGroups> answer;
     const Task task = {"list the portals of " + target};
@@ -177,7 +177,7 @@ void show_portals(std::string target, const Output& output) {
     require_success(initiator, task.what, listed);
     Portals portals = portals_in(target, answer.records());
     // The library's records have no room for the others' addresses.
-    for (const TargetPortal& each : portals_to(target, node_records())) {
+    for (const TargetPortal& each : recorded) {
         if (each.portal.starts_with('[')) portals.push_back(each);
     }
     output.list(portal_columns, portals);
@@ -208,13 +208,15 @@ void remove(const Portal& at, const Output& output) {
 
 void forget(const Portal& at, const Output& output) {
     Portal portal = at;
+    // Before anything is done: who may not read them cannot see what became of them.
+    Portals records = node_records_at(portal);
     OpenInitiator initiator;
     const Task task = {"remove the automatic startup at " + portal.given};
     const Answer forgotten = run(task, [&] {
         return initiator.RemovePersistentTarget(the_initiator, nullptr, portal.address.data(), portal.port,
                                                 nullptr);
     });
-    Portals records = node_records_at(portal);
+    records = node_records_at(portal);
     if (forgotten.status == iscsi_status::failure && records.empty()) {
         throw Failure("there are no node records at " + portal.given, exit_not_there);
     }

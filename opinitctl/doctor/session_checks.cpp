@@ -2,28 +2,25 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
 #include "doctor/check.h"
 #include "doctor/host.h"
 #include "errors.h"
-#include "host/live_disks.h"
-#include "host/sysfs_sessions.h"
+#include "host/disks.h"
+#include "host/host_files.h"
+#include "host/sessions.h"
 #include "kvlinopinitr/iscsi_records.h"
-#include "kvlinopinitr/open_initiator.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "shown/names.h"
 
 namespace opinitctl::doctor {
 namespace {
 
-using Sessions = std::vector<SysfsSession>;
-
 constexpr unsigned int first_beyond_one_byte = 256;
 
-std::string number(const SysfsSession& session) {
+std::string number(const Session& session) {
     return std::to_string(session.number);
 }
 
@@ -31,7 +28,7 @@ std::string number(const SysfsSession& session) {
 template <class Condition, class Description>
 Names those(const Sessions& sessions, Condition condition, Description description) {
     Names texts;
-    for (const SysfsSession& session : sessions) {
+    for (const Session& session : sessions) {
         if (condition(session)) texts.push_back(description(session));
     }
     return texts;
@@ -41,7 +38,7 @@ Check states(const Sessions& sessions) {
     const Names away = those(
         sessions, [](const auto& session) { return session.state != "logged_in"; },
         [](const auto& session) {
-            return number(session) + " to " + session.target + " at " + portal_text(session) + " (" +
+            return number(session) + " to " + session.target + " at " + session.portal + " (" +
                    session.state + ")";
         });
     return verdict({"sessions", Result::problem,
@@ -94,7 +91,7 @@ Check names(const Sessions& sessions) {
 
 Check addresses(const Sessions& sessions) {
     const Names ipv6 = those(
-        sessions, [](const auto& session) { return session.address.find(':') != std::string::npos; }, number);
+        sessions, [](const auto& session) { return session.portal.starts_with('['); }, number);
     return verdict({"session addresses", Result::note,
                     "over IPv6, for which session records have no room: ", "see \"opinitctl sessions\""},
                    ipv6, "all IPv4");
@@ -102,10 +99,9 @@ Check addresses(const Sessions& sessions) {
 
 /// Those that the kernel has given up, sessions that came back too late included.
 Names offline_disks(const Sessions& sessions) {
-    OpenInitiator initiator;
     Names texts;
-    for (const SysfsSession& session : sessions) {
-        for (const Disk& disk : disks_of(initiator, session.number)) {
+    for (const Session& session : sessions) {
+        for (const Disk& disk : disks_of(session)) {
             if (disk.state.empty() || disk.state == "running") continue;
             texts.push_back((disk.device.empty() ? "LUN " + std::to_string(disk.lun) : disk.device) +
                             " of session " + number(session) + " (" + disk.state + ")");
@@ -115,27 +111,27 @@ Names offline_disks(const Sessions& sessions) {
 }
 
 Check disks(const Sessions& sessions) {
-    const std::string name = "disks";
-    if (check_stack_running() == 0) return {name, Result::note, "not listed while the stack does not run"};
-    try {
-        return verdict({name, Result::problem, "agents see them as if nothing had happened: ",
-                        "once the session is logged in: echo running >/sys/block/DEVICE/device/state"},
-                       offline_disks(sessions), "none is offline");
-    } catch (const Failure& failure) {
-        return {name, Result::note, failure.what()};
-    }
+    return verdict({"disks", Result::problem, "agents see them as if nothing had happened: ",
+                    "once the session is logged in: echo running >/sys/block/DEVICE/device/state"},
+                   offline_disks(sessions), "none is offline");
 }
 
 }  // namespace
 
 Checks examine_sessions() {
     const std::string directory = "/sys/class/iscsi_session";
-    if (const int error = open_error(directory, O_RDONLY); error != 0 && error != ENOENT) {
+    if (const int error = open_error(directory, O_RDONLY); error != 0 && !nothing_there(error)) {
         return {{"sessions", Result::problem, reason(directory, error) + ": live sessions are not known",
                  remedy_for(error, directory, "see why it cannot be read")}};
     }
-    const Sessions sessions = sysfs_sessions();
-    return {states(sessions), numbers(sessions), names(sessions), addresses(sessions), disks(sessions)};
+    const Sessions sessions = live_sessions();
+    Checks checks = {states(sessions), numbers(sessions), names(sessions), addresses(sessions)};
+    try {
+        checks.push_back(disks(sessions));
+    } catch (const Failure& failure) {
+        checks.push_back({"disks", Result::problem, failure.what(), "see why it cannot be read"});
+    }
+    return checks;
 }
 
 }  // namespace opinitctl::doctor

@@ -1,15 +1,28 @@
 #include "host/host_files.h"
 
 #include <fcntl.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <filesystem>
 #include <sstream>
+#include <system_error>
 
 namespace opinitctl {
+
+Failure cannot_read(const std::string& path, int error) {
+    const bool needs_root = (error == EACCES || error == EPERM) && geteuid() != 0;
+    return Failure("cannot read " + path + ": " + std::generic_category().message(error) +
+                   (needs_root ? " (run it as root)" : ""));
+}
+
+bool nothing_there(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP;
+}
 
 // Not a stream: reading a few hundred attributes is most of what a listing does.
 std::string text_in(const std::string& path) {
@@ -19,7 +32,6 @@ std::string text_in(const std::string& path) {
     std::array<char, 4096> piece;
     for (ssize_t count; (count = read(fd, piece.data(), piece.size())) > 0;) {
         text.append(piece.data(), static_cast<std::size_t>(count));
-        if (count < static_cast<ssize_t>(piece.size())) break;
     }
     close(fd);
     if (text.ends_with('\n')) text.pop_back();
@@ -40,7 +52,10 @@ std::vector<std::string> names_in(const std::string& path) {
          entry.increment(unreadable)) {
         names.push_back(entry->path().filename().string());
     }
-    std::sort(names.begin(), names.end());
+    if (unreadable && !nothing_there(unreadable.value())) throw cannot_read(path, unreadable.value());
+    std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
+        return strverscmp(left.c_str(), right.c_str()) < 0;
+    });
     return names;
 }
 

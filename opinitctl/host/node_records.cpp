@@ -1,8 +1,10 @@
 #include "host/node_records.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 
 #include "host/host_files.h"
@@ -16,6 +18,7 @@ std::string database(const std::string& name) {
         const std::string path = root + name;
         struct stat status = {};
         if (stat(path.c_str(), &status) == 0) return path + '/';
+        if (!nothing_there(errno)) throw cannot_read(path, errno);
     }
     return "";
 }
@@ -37,6 +40,7 @@ TargetPortal discovered(const std::string& entry) {
 }
 
 bool says_automatic(const std::string& file) {
+    if (access(file.c_str(), R_OK) != 0 && !nothing_there(errno)) throw cannot_read(file, errno);
     const std::vector<std::string> lines = lines_in(file);
     return std::find(lines.begin(), lines.end(), "node.startup = automatic") != lines.end();
 }

@@ -1,6 +1,8 @@
 #include "running/operation.h"
 
 #include "host/daemon.h"
+#include "kvlinopinitr/open_initiator.h"
+#include "kvlinopinitr/open_initiator_functions.h"
 #include "shown/diagnostics.h"
 
 namespace opinitctl {
@@ -66,6 +68,17 @@ void require_success(ISCSI_Initiator& initiator, const std::string& what, const 
     failure.status = answer.status;
     failure.said = answer.said;
     throw failure;
+}
+
+void require_running_or_tell(bool nothing_to_show) {
+    if (check_stack_running() != 0) return;
+    OpenInitiator initiator;
+    unsigned int count = 0;
+    if (nothing_to_show) require_success(initiator, "list the sessions", initiator.QuerySessionCount(&count));
+    diagnose(
+        "the stack does not run: the sessions live on in the kernel, and cannot be logged out of before it "
+        "is "
+        "started");
 }
 
 Failure contradiction(const Answer& answer, const std::string& what) {

@@ -53,6 +53,9 @@ inline void require_success(ISCSI_Initiator& initiator, const std::string& what,
     require_success(initiator, what, Answer{status}, hint);
 }
 
+/// Where the stack does not run: a Failure if there is nothing to show, else a line that says so.
+void require_running_or_tell(bool nothing_to_show);
+
 /// For a task that counts as done although `what` shows that it is not.
 Failure contradiction(const Answer& answer, const std::string& what);
 

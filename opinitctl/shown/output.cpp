@@ -99,14 +99,14 @@ void Output::print_list(const std::vector<Heading>& all, std::vector<Line> lines
     std::vector<Heading> headings = all;
     arrange(headings, lines);
     if (json) return print_json(objects_of(headings, lines, false));
-    print_table(headings, lines, {!no_headings, bytes, false});
+    print_table(headings, lines, {!no_headings, bytes, false, raw});
 }
 
 void Output::print_tree(const std::vector<Heading>& all, std::vector<Line> lines) const {
     std::vector<Heading> headings = all;
     arrange(headings, lines);
     if (json) return print_json(objects_of(headings, lines, true));
-    print_table(headings, lines, {!no_headings, bytes, true});
+    print_table(headings, lines, {!no_headings, bytes, true, raw});
 }
 
 void Output::print_record(const std::vector<Heading>& all, const Line& line) const {
@@ -114,7 +114,7 @@ void Output::print_record(const std::vector<Heading>& all, const Line& line) con
     std::vector<Line> lines = {line};
     arrange(headings, lines);
     if (json) return print_json(fields_of(headings, lines.front()));
-    print_lines(headings, lines.front(), {!no_headings, bytes, false});
+    print_lines(headings, lines.front(), {!no_headings, bytes, false, raw});
 }
 
 void Output::done(const std::string& sentence, const Fields& details) const {

@@ -13,7 +13,7 @@ namespace opinitctl {
 /// How a column's values look in a table.
 enum class Look {
     plain,
-    text,   ///< may be long: broken where the terminal is too narrow
+    text,   ///< may be long: cut on a terminal of less than 80 columns
     list,   ///< one value a line on a terminal
     state,  ///< coloured by what it means
     bytes,  ///< a size for people, unless --bytes is given
@@ -63,6 +63,7 @@ public:
     bool json = false;
     bool bytes = false;
     bool no_headings = false;
+    bool raw = false;
     std::vector<std::string> chosen;  ///< headings of the columns to show, or none for the usual ones
     std::string sorted_by;            ///< heading, or empty
 

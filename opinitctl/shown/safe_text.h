@@ -7,6 +7,9 @@
 namespace opinitctl {
 
 /// Printable ASCII as it is, a backslash doubled, every other byte as \xHH.
+std::string ascii_text(std::string_view text);
+
+/// The same, but what the locale can print stays: letters of any language where it is UTF-8.
 std::string safe_text(std::string_view text);
 
 }  // namespace opinitctl

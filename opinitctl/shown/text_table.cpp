@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -18,6 +17,8 @@ namespace opinitctl {
 namespace {
 
 using Table = std::unique_ptr<libscols_table, decltype(&scols_unref_table)>;
+
+constexpr std::size_t narrow = 80;
 
 void require(bool done) {
     if (!done) throw std::bad_alloc();
@@ -56,7 +57,7 @@ struct CellText {
     Look look;
     const TableStyle& style;
 
-    std::string operator()(std::monostate) const { return style.tree ? "" : "-"; }
+    std::string operator()(std::monostate) const { return style.tree && !style.raw ? "" : "-"; }
     std::string operator()(bool truth) const { return truth ? "yes" : "no"; }
     std::string operator()(std::uint64_t number) const {
         return look == Look::bytes && !style.exact_bytes ? human_size(number) : std::to_string(number);
@@ -64,7 +65,7 @@ struct CellText {
     std::string operator()(const std::string& text) const { return safe_text(text); }
     std::string operator()(const Values& values) const {
         std::string text;
-        for (const Value& value : values) add(text, value, on_terminal() ? '\n' : ' ');
+        for (const Value& value : values) add(text, value, style.raw || on_terminal() ? '\n' : ' ');
         return text.empty() ? (*this)(std::monostate()) : text;
     }
     std::string operator()(const Fields& fields) const {
@@ -85,19 +86,25 @@ std::string cell_text(const Value& value, Look look, const TableStyle& style) {
 }
 
 Table make_table(const TableStyle& style) {
-    // Lines of a tree are drawn as the locale's characters allow.
-    if (style.tree) std::setlocale(LC_CTYPE, "");
     Table table(scols_new_table(), scols_unref_table);
     require(table != nullptr);
     // All text is made safe before.
     scols_table_enable_noencoding(table.get(), 1);
+    scols_table_enable_raw(table.get(), style.raw ? 1 : 0);
     scols_table_enable_noheadings(table.get(), style.headings ? 0 : 1);
     scols_table_enable_colors(table.get(), wants_colours() ? 1 : 0);
     return table;
 }
 
 void add_column(libscols_table& table, const std::string& name, Look look, int flags) {
-    if (look == Look::text || look == Look::list) flags |= SCOLS_FL_WRAP;
+    // Where the terminal is too narrow, a state is cut first, and a name only where hardly one has room. An
+    // address never is: it would look like another.
+    const std::size_t width = terminal_width(STDOUT_FILENO);
+    if (look == Look::list) {
+        flags |= SCOLS_FL_WRAP;
+    } else if (look == Look::state || (look == Look::text && width < narrow)) {
+        flags |= SCOLS_FL_TRUNC;
+    }
     libscols_column* const column = scols_table_new_column(&table, name.c_str(), 0, flags);
     require(column != nullptr);
     if (look == Look::list) {
@@ -107,7 +114,8 @@ void add_column(libscols_table& table, const std::string& name, Look look, int f
 
 void set_cell(libscols_line& line, std::size_t column, const std::string& text, Look look) {
     require(scols_line_set_data(&line, column, text.c_str()) == 0);
-    if (look == Look::state && !text.empty() && text != "-") scols_cell_set_color(scols_line_get_cell(&line, column), colour_of(text));
+    if (look == Look::state && !text.empty() && text != "-")
+        scols_cell_set_color(scols_line_get_cell(&line, column), colour_of(text));
 }
 
 void add_lines(libscols_table& table, libscols_line* parent, const std::vector<Heading>& headings,
@@ -140,7 +148,7 @@ void print_table(const std::vector<Heading>& headings, const std::vector<Line>& 
                  const TableStyle& style) {
     const Table table = make_table(style);
     for (std::size_t i = 0; i < headings.size(); ++i) {
-        const bool is_tree = style.tree && i == 0;
+        const bool is_tree = style.tree && !style.raw && i == 0;
         add_column(*table, heading_text(headings[i]), headings[i].look,
                    (is_tree ? SCOLS_FL_TREE : 0) | (has_number(lines, i) ? SCOLS_FL_RIGHT : 0));
     }
@@ -149,7 +157,7 @@ void print_table(const std::vector<Heading>& headings, const std::vector<Line>& 
 }
 
 void print_lines(const std::vector<Heading>& headings, const Line& line, const TableStyle& style) {
-    const Table table = make_table({false, style.exact_bytes, false});
+    const Table table = make_table({false, style.exact_bytes, false, style.raw});
     if (style.headings) add_column(*table, "heading", Look::plain, 0);
     add_column(*table, "value", Look::text, 0);
     for (std::size_t i = 0; i < headings.size(); ++i) {

@@ -11,6 +11,7 @@ struct TableStyle {
     bool headings;
     bool exact_bytes;
     bool tree;
+    bool raw;  ///< for scripts: one blank between values, none in them
 };
 
 /// A line for each row, below the headings.
