@@ -33,7 +33,7 @@ struct LunAddress {
 };
 
 /// Byte 0 of a session identifier, unless the reference is decimal text.
-int session_number(const unsigned char* reference) {
+int referenced_session(const unsigned char* reference) {
     const char* text = reinterpret_cast<const char*>(reference);
     char* end;
     const long number = std::strtol(text, &end, 10);
@@ -120,7 +120,7 @@ using namespace opinit;
 
 int _QueryDiskCount(const unsigned char* session, unsigned int* count) {
     return without_exceptions(memory_out, [&] {
-        const int number = session_number(session);
+        const int number = referenced_session(session);
         if (find_session(number) == 0) return no_session;
         const auto luns = scan_session_luns(number, [](const LunAddress&) {});
         if (luns) *count = *luns;
@@ -131,7 +131,7 @@ int _QueryDiskCount(const unsigned char* session, unsigned int* count) {
 int _QueryDiskList(const char* session, _DiskInformation** list, unsigned int* count) {
     *list = nullptr;
     return without_exceptions(memory_out, [&] {
-        const int number = session_number(reinterpret_cast<const unsigned char*>(session));
+        const int number = referenced_session(reinterpret_cast<const unsigned char*>(session));
         char target_name[target_name_size] = {};
         if (find_session(number, &target_name) == 0) return no_session;
 

@@ -164,6 +164,15 @@ def tables_suit_the_terminal():
     check("a value cannot play with the terminal", setting.shown() == "a\\x1bb\r\n", setting.shown())
 
 
+def logging_out_of_what_is_in_use_asks():
+    shell("mkdir /tmp/mnt; mount -t tmpfs /dev/sda /tmp/mnt")
+    session = simulated.opinitctl("sessions", "-n", "-o", "session").stdout.split()[0]
+    for answer, status in (("n", 1), ("yes", 0)):
+        logout = Terminal(PROGRAM, "logout", session, columns=160)
+        logout.wait_for("sda is mounted at /tmp/mnt. Log out all the same? [y/N] ", answer)
+        check(f"logout at {answer}", logout.end() == status, logout.shown())
+
+
 def doctor_keeps_to_the_width_and_asks():
     shell("mv /etc/issue /tmp; chmod 777 /tmp")
     wide = simulated.opinitctl("doctor").stdout
@@ -199,7 +208,7 @@ def no_secret_is_left_in_memory():
     held.kill()
 
 
-for group in (doctor_keeps_to_the_width_and_asks, no_secret_is_left_in_memory, tables_suit_the_terminal, secrets_are_asked_for,
+for group in (doctor_keeps_to_the_width_and_asks, no_secret_is_left_in_memory, tables_suit_the_terminal, logging_out_of_what_is_in_use_asks, secrets_are_asked_for,
               prompts_put_the_terminal_in_order, waiting_is_shown, every_way_out_is_clean,
               signals_that_were_ignored_stay_so, time_limits_end_it):
     # A discovery takes back what a login with CHAP wrote into every record.

@@ -95,7 +95,9 @@ is "control characters are escaped" "$(row 77)" '77 iqn.\\x1b]0;x\\x07\\\\q\\x9b
 gives 0 '*' '' sessions --json
 is "JSON is valid and plain" "$(/usr/bin/python3 -m json.tool /tmp/out /tmp/pretty; grep -c '[^ -~]' /tmp/out)" 0
 simhost-command remove-session 77
-is "results that cannot be written are a failure" "$(opinitctl status 2>&1 >/dev/full; echo " $?")" '* 1'
+for command in status help --version 'message 1'; do
+    is "$command cannot be written" "$(opinitctl $command 2>&1 >/dev/full; echo " $?")" '*standard output* 1'
+done
 
 # --- settings: what was replaced and what was appended
 gives 0 '*' '*whole of*3 other lines*sessions that are up*' config set FastAbort=No ERL=1 InitiatorName=iqn.x:me
@@ -177,4 +179,21 @@ ln -sf dash /bin/sh
 gives 1 '' "*(24 - *authorization failure)*199*" login $array:mutual $p1
 gives 0 "*$array:empty*" '' login $array:empty 10.0.0.2
 is "no file stays" "$(compgen -G "/tmp/opi*")" ''
+
+# --- portals by name, all portals of a target, several sessions, disks that are in use, a dead daemon
+opinitctl logout --all >/dev/null
+cp /etc/hosts /tmp/hosts && echo "10.0.0.1 array" >>/tmp/hosts && ln -sf /tmp/hosts /etc/hosts
+gives 0 "*$array:disks*" '' discover array
+gives 0 "*10.0.0.1:3260*
+*10.0.0.2:3260*" '' login $array:disks
+gives 3 '' '*no IPv4 portal of iqn.none is recorded*' login iqn.none
+gives 3 '' '*199*' login iqn.none $p1
+read -r one other <<<"$(opinitctl sessions -n -o session | paste -sd' ')"
+mkdir /tmp/mnt && mount -t tmpfs "/dev/$(opinitctl disks $one -n -o device | head -1)" /tmp/mnt
+gives 1 "logged out of session $other" "*session $one is in use: sd? is mounted at /tmp/mnt (--force*1 of 2*" logout $one $other
+gives 1 '' '*sd? is mounted at /tmp/mnt*' logout $array:disks
+gives 0 "logged out of session $one" '' logout $one --force
+killall iscsid
+gives 4 '' "*cannot log in to $array:empty at 10.0.0.2: 183*" login $array:empty 10.0.0.2
+gives 4 '' '*cannot discover*183*' discover $p1
 [ $failed = 0 ]

@@ -292,10 +292,10 @@ public:
     ///   reads the session's connection and host entries of sysfs
     /// Outputs: buffer and bytes once the checks passed and a name was found, whatever the status (bytes 0
     ///   for nothing); not for other types
-    /// Codes: 0 done; 198 initiator name too long; 191 no initiator name, or out of memory; 1 (type 40) target
-    ///   not found; 2 (types 40 and 41) out of memory; 179 (type 41) nothing recorded; 1 (type 42) no such
-    ///   connection; 1, 0 and 1 for a null object; 4294967295 (type 42) its SCSI host is not known, or out of
-    ///   memory
+    /// Codes: 0 done; 198 initiator name too long; 191 no initiator name, or out of memory; 1 (type 40)
+    ///   target not found; 2 (types 40 and 41) out of memory; 179 (type 41) nothing recorded; 1 (type 42) no
+    ///   such connection; 1, 0 and 1 for a null object; 4294967295 (type 42) its SCSI host is not known, or
+    ///   out of memory
     /// Logged: 198, 191
     /// Blocks: as long as deletions of empty discovery records take, about a second each
     virtual unsigned int GetList(int index, int type, void* buffer, unsigned int* bytes, ...) = 0;

@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <iostream>
 #include <vector>
 
 #include "commands/arguments.h"
@@ -17,7 +16,7 @@
 #include "running/operation.h"
 #include "shown/diagnostics.h"
 #include "shown/names.h"
-#include "shown/safe_text.h"
+#include "shown/terminal.h"
 
 namespace opinitctl {
 namespace {
@@ -51,13 +50,6 @@ Names uses_of(unsigned int session) {
         if (!disk.device.empty()) name_uses(block_device(disk.device, mounts), uses);
     }
     return uses;
-}
-
-bool agrees(const std::string& question) {
-    std::cerr << safe_text(question) << "? [y/N] " << std::flush;
-    std::string answer;
-    std::getline(std::cin, answer);
-    return answer.starts_with('y') || answer.starts_with('Y');
 }
 
 void require_unused(unsigned int number) {

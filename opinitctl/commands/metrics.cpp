@@ -85,7 +85,7 @@ Gauge missing_sessions(const Sessions& sessions) {
                    {}};
     for (const TargetPortal& record : node_records()) {
         const bool is_live = std::any_of(sessions.begin(), sessions.end(), [&record](const auto& session) {
-            return session.target == record.target && session.portal == record.portal;
+            return session.target == record.target && session.configured_portal == record.portal;
         });
         if (!is_live && starts_automatically(record)) {
             gauge.samples[{{"target", record.target}, {"portal", record.portal}}] = 1;

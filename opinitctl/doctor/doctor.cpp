@@ -1,5 +1,4 @@
 // doctor.
-#include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include "kvlinopinitr/open_initiator.h"
 #include "shown/diagnostics.h"
 #include "shown/safe_text.h"
+#include "shown/terminal.h"
 
 namespace opinitctl {
 namespace {
@@ -35,11 +35,8 @@ Checks examine_host() {
 }
 
 bool agrees(const Check& check) {
-    std::cerr << safe_text(check.name + ": " + check.finding) << '\n'
-              << safe_text(check.fix->what) << "? [y/N] " << std::flush;
-    std::string answer;
-    std::getline(std::cin, answer);
-    return strcasecmp(answer.c_str(), "y") == 0 || strcasecmp(answer.c_str(), "yes") == 0;
+    std::cerr << safe_text(check.name + ": " + check.finding) << '\n';
+    return opinitctl::agrees(check.fix->what);
 }
 
 /// Whether it was mended; then the check says how.

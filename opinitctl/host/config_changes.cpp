@@ -21,15 +21,15 @@ using Content = std::vector<char, WipingAllocator<char>>;
 constexpr const char* settings_file = "/etc/iscsi/iscsid.conf";
 constexpr std::string_view separators = " =";
 
-Failure cannot_open(const char* path, int error) {
-    return Failure(std::string("cannot open ") + path + ": " + std::strerror(error) +
+Failure cannot_open(const std::string& path, int error) {
+    return Failure("cannot open " + path + ": " + std::strerror(error) +
                    (error == EACCES ? "; run it as root" : ""));
 }
 
-Content content_of(const char* path) {
+Content content_of(const std::string& path) {
     constexpr std::size_t piece = 65536;
     Content content;
-    const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     ssize_t length = file < 0 ? -1 : 1;
     while (length > 0) {
         const std::size_t end = content.size();
@@ -54,10 +54,10 @@ std::string_view key_in(std::string_view line) {
 }
 
 /// The lines of the file that are the property's; where there is none, one that is to be appended.
-void add_changes(std::vector<Change>& changes, const char* file, const _iSCSI_Property& property,
+void add_changes(std::vector<Change>& changes, std::string_view file, const _iSCSI_Property& property,
                  bool is_appended) {
     const std::string_view value(property.value, strnlen(property.value, sizeof property.value));
-    const Content content = content_of(file);
+    const Content content = content_of(std::string(file));
     std::string_view rest(content.data(), content.size());
     for (std::size_t number = 1; !rest.empty(); ++number) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
@@ -92,7 +92,7 @@ const Columns<Change>& change_columns() {
          [](const Change& change) { return change.old_value ? Value(*change.old_value) : Value(); },
          Look::text, Shown::on_request},
         {"value", [](const Change& change) -> Value { return change.value; }, Look::text},
-        {"file", [](const Change& change) -> Value { return change.file; }},
+        {"file", [](const Change& change) -> Value { return std::string(change.file); }},
     };
     return columns;
 }

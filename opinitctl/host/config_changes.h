@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kvlinopinitr/iscsi_records.h"
@@ -29,7 +30,7 @@ using Properties = std::vector<_iSCSI_Property, WipingAllocator<_iSCSI_Property>
 
 /// A line that a setting asks for.
 struct Change {
-    const char* file;
+    std::string_view file;
     std::size_t line;  ///< 0 where there is none
     enum class Kind { replaced, appended, unchanged } kind;
     std::uint32_t id;

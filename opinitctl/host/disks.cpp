@@ -4,7 +4,6 @@
 #include <sys/sysmacros.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 
 #include "host/host_files.h"
@@ -90,7 +89,7 @@ void for_each_entry(const Table& table, Visit visit) {
 Table mount_table() {
     constexpr const char* mounts = "/proc/self/mountinfo";
     Table table(mnt_new_table_from_file(mounts), mnt_unref_table);
-    if (table == nullptr) throw cannot_read(mounts, errno);
+    if (table == nullptr) throw Failure(std::string("cannot read ") + mounts);
     return table;
 }
 
@@ -139,7 +138,9 @@ Mounts::Mounts() {
         if (source != nullptr) places_[source].push_back(target);
     });
     const Table swaps(mnt_new_table(), mnt_unref_table);
-    mnt_table_parse_swaps(swaps.get(), nullptr);
+    if (const int error = mnt_table_parse_swaps(swaps.get(), nullptr); error < 0 && !nothing_there(-error)) {
+        throw cannot_read("/proc/swaps", -error);
+    }
     for_each_entry(swaps, [this](libmnt_fs* swap) { places_[mnt_fs_get_source(swap)].push_back("[SWAP]"); });
 }
 

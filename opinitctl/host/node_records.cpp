@@ -36,7 +36,9 @@ TargetPortal discovered(const std::string& entry) {
     std::vector<std::string> parts = split(entry, ',');
     if (parts.size() < 5) return {};
     const auto address = parts.end() - 4;
-    return target_portal(entry.substr(0, entry.find(',')), {address, parts.end() - 1}, "");
+    std::string target = parts.front();
+    for (auto part = parts.begin() + 1; part != address; ++part) target += ',' + *part;
+    return target_portal(target, {address, parts.end() - 1}, "");
 }
 
 bool says_automatic(const std::string& file) {

@@ -23,9 +23,9 @@ std::string in_small_letters(std::string text) {
 }
 
 // While its target is away, a connection has no peer, and tells the portal that it was made for.
-std::string portal_attribute(const std::string& connection, const std::string& name) {
-    const std::string value = attribute(connection + name);
-    return value.empty() ? attribute(connection + "persistent_" + name) : value;
+std::string portal_of(const std::string& connection, const std::string& configured) {
+    const std::string address = attribute(connection + "address");
+    return address.empty() ? configured : portal_text(address, attribute(connection + "port"));
 }
 
 std::string digest(const std::string& used) {
@@ -45,15 +45,18 @@ std::string host_of(unsigned int number) {
 
 Session session_of(unsigned int number) {
     const std::string connection = "/sys/class/iscsi_connection/connection" + std::to_string(number) + ":0/";
-    const std::string address = portal_attribute(connection, "address");
+    const std::string configured =
+        portal_text(attribute(connection + "persistent_address"), attribute(connection + "persistent_port"));
+    const std::string portal = portal_of(connection, configured);
     return {number,
             attribute(session_path(number, "/targetname")),
-            portal_text(address, portal_attribute(connection, "port")),
+            portal,
+            configured.empty() ? portal : configured,
             number_in(attribute(session_path(number, "/tpgt"))),
             in_small_letters(attribute(session_path(number, "/state"))),
             attribute("/sys/class/iscsi_host/" + host_of(number) + "/ipaddress"),
             attribute(session_path(number, "/initiatorname")),
-            address.empty() ? 0U : 1U,
+            portal.empty() ? 0U : 1U,
             attribute(connection + "state"),
             digest(attribute(connection + "header_digest")),
             digest(attribute(connection + "data_digest"))};
@@ -76,7 +79,11 @@ std::string session_path(unsigned int number, const std::string& below) {
 
 Sessions live_sessions() {
     Sessions sessions;
-    for (const unsigned int number : session_numbers()) sessions.push_back(session_of(number));
+    for (const unsigned int number : session_numbers()) {
+        const Session session = session_of(number);
+        // It may have ended since it was listed.
+        if (!session.target.empty() || session_exists(number)) sessions.push_back(session);
+    }
     return sessions;
 }
 

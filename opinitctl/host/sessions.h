@@ -15,7 +15,8 @@ namespace opinitctl {
 struct Session {
     unsigned int number;
     std::string target;
-    std::string portal;  ///< the configured one while there is no connection
+    std::string portal;             ///< the configured one while there is no connection
+    std::string configured_portal;  ///< from which the target may have sent the initiator on
     std::optional<unsigned int> group_tag;
     std::string state;  ///< such as logged_in, failed, free
     std::string initiator_address;

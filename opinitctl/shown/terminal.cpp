@@ -1,10 +1,14 @@
 #include "shown/terminal.h"
 
+#include <strings.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <iostream>
 #include <string_view>
+
+#include "shown/safe_text.h"
 
 namespace opinitctl {
 namespace {
@@ -23,6 +27,13 @@ std::size_t terminal_width(int fd) {
     winsize size = {};
     ioctl(fd, TIOCGWINSZ, &size);
     return size.ws_col == 0 ? usual_width : size.ws_col;
+}
+
+bool agrees(const std::string& question) {
+    std::cerr << safe_text(question) << "? [y/N] " << std::flush;
+    std::string answer;
+    std::getline(std::cin, answer);
+    return strcasecmp(answer.c_str(), "y") == 0 || strcasecmp(answer.c_str(), "yes") == 0;
 }
 
 bool wants_colours() {
