@@ -36,8 +36,8 @@ is "refused arguments run nothing" "$(calls)" "$before"
 
 # --- help names the exit codes, on every command
 commands=$(opinitctl --help | sed -n '/^Subcommands:/,/^[^ S]/s/^  \([a-z]*\) .*/\1/p')
-is "every command is listed" "$(echo $commands)" "status start stop version message node config discover targets \
-portals remove forget login logout sessions connections disks tree metrics doctor help"
+is "every command is listed" "$(echo $commands)" "status start stop version message node config discover remove \
+forget targets portals login logout sessions connections disks tree metrics doctor help"
 for name in '' ${commands/help} 'config set'; do
     gives 0 '*Exit status: 0 done; 1 *2 wrong usage*' '' $name --help
 done

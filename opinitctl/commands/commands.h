@@ -17,6 +17,7 @@ struct Command {
 
 std::span<const Command> stack_commands();
 std::span<const Command> config_commands();
+std::span<const Command> portal_commands();
 std::span<const Command> target_commands();
 std::span<const Command> login_commands();
 std::span<const Command> session_commands();

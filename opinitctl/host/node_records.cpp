@@ -77,6 +77,15 @@ Names targets_of(const std::vector<TargetPortal>& records) {
     return {names.begin(), names.end()};
 }
 
+Names names_of(const std::vector<_TargetInformation>& records) {
+    Names names;
+    for (const _TargetInformation& record : records) {
+        const std::string name = field_text(record.target_name);
+        if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+    }
+    return names;
+}
+
 std::vector<TargetPortal> discovered_at(const Portal& portal) {
     std::vector<TargetPortal> found;
     for (const std::string& entry :

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/portal.h"
+#include "kvlinopinitr/iscsi_records.h"
 #include "shown/names.h"
 #include "shown/output.h"
 
@@ -28,6 +29,10 @@ std::vector<TargetPortal> portals_to(const std::string& target, std::vector<Targ
 
 /// The targets' names, each once.
 Names targets_of(const std::vector<TargetPortal>& records);
+
+/// In the order of an answer of the library, each once: it names a target again for every discovery that
+/// found it.
+Names names_of(const std::vector<_TargetInformation>& records);
 
 /// What the last discovery at the portal found, by target.
 std::vector<TargetPortal> discovered_at(const Portal& portal);

@@ -83,11 +83,6 @@ Portal portal_in(const std::string& text) {
     return portal;
 }
 
-std::string known_address(const unsigned char* address) {
-    const bool known = std::any_of(address, address + 4, [](unsigned char byte) { return byte != 0; });
-    return known ? text_of(address) : "";
-}
-
 std::string portal_text(const std::string& address, const std::string& port) {
     if (address.empty()) return "";
     const std::string ipv6 = short_ipv6(address);

@@ -26,9 +26,6 @@ inline constexpr const char* portal_description =
 /// The portal that a word of the command line names; a UsageError says what is wrong with it.
 Portal portal_in(const std::string& text);
 
-/// Empty while all is zero, which is how the interface says that an address is not known.
-std::string known_address(const unsigned char* address);
-
 /// ADDRESS:PORT, an IPv6 address in brackets; empty without an address.
 std::string portal_text(const std::string& address, const std::string& port);
 
