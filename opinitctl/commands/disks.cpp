@@ -30,7 +30,7 @@ struct Node {
 };
 
 Value mount_points(const Node& node) {
-    return node.mount_points.empty() ? Value() : Value(values_of(node.mount_points));
+    return node.mount_points.empty() ? Value() : Value(node.mount_points);
 }
 
 const Columns<Node> tree_columns = {

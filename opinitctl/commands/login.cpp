@@ -125,7 +125,7 @@ void log_out(const LogoutRequest& request, const Output& output) {
             report(failure);
         }
     }
-    output.done(sentence(ended), {{"sessions", values_of(ended)}});
+    output.done(sentence(ended), {{"sessions", ended}});
     if (ended.size() < meant.size()) {
         throw Failure("logged out of " + std::to_string(ended.size()) + " of " +
                       std::to_string(meant.size()) + " sessions");

@@ -88,7 +88,7 @@ void remove(const Portal& at, const Output& output) {
         throw contradiction(removed,
                             "there are still node records of " + enumeration(left) + " at " + portal.given);
     }
-    output.done("removed the node records at " + portal.given, {{"targets", values_of(before)}});
+    output.done("removed the node records at " + portal.given, {{"targets", before}});
 }
 
 void forget(const Portal& at, const Output& output) {

@@ -31,16 +31,16 @@ struct Target {
 };
 
 Value portals_of(const Target& target) {
-    Values portals;
+    Value portals = Value::array();
     for (const TargetPortal& each : target.portals) {
         portals.push_back(
-            Fields{{"portal", text_or_null(each.portal)}, {"group_tag", number_or_null(each.group_tag)}});
+            {{"portal", text_or_null(each.portal)}, {"group_tag", number_or_null(each.group_tag)}});
     }
     return portals;
 }
 
 Value sessions_of(const Target& target) {
-    Values numbers;
+    Value numbers = Value::array();
     for (const Session& session : target.sessions) numbers.emplace_back(session.number);
     return numbers;
 }

@@ -10,24 +10,24 @@
 namespace opinitctl {
 namespace {
 
-Fields fields_of(const std::vector<Heading>& headings, const Line& line) {
-    Fields fields;
-    for (std::size_t i = 0; i < headings.size(); ++i) fields.emplace_back(headings[i].key, line.values[i]);
-    return fields;
+Value object_of(const std::vector<Heading>& headings, const Line& line) {
+    Value object = Value::object();
+    for (std::size_t i = 0; i < headings.size(); ++i) object[headings[i].key] = line.values[i];
+    return object;
 }
 
-Values objects_of(const std::vector<Heading>& headings, const std::vector<Line>& lines, bool with_children) {
-    Values objects;
+Value objects_of(const std::vector<Heading>& headings, const std::vector<Line>& lines, bool with_children) {
+    Value objects = Value::array();
     for (const Line& line : lines) {
-        Fields fields = fields_of(headings, line);
-        if (with_children) fields.emplace_back("children", objects_of(headings, line.below, true));
-        objects.emplace_back(std::move(fields));
+        objects.push_back(object_of(headings, line));
+        if (with_children) objects.back()["children"] = objects_of(headings, line.below, true);
     }
     return objects;
 }
 
 void print_json(const Value& value) {
-    std::cout << json_text(value, Layout::indented) << '\n';
+    constexpr int indentation = 2;
+    std::cout << json_text(value, indentation) << '\n';
 }
 
 // Where `names` stand among the headings. The command line was checked against them.
@@ -113,18 +113,19 @@ void Output::print_record(const std::vector<Heading>& all, const Line& line) con
     std::vector<Heading> headings = all;
     std::vector<Line> lines = {line};
     arrange(headings, lines);
-    if (json) return print_json(fields_of(headings, lines.front()));
+    if (json) return print_json(object_of(headings, lines.front()));
     print_lines(headings, lines.front(), {!no_headings, bytes, false, raw});
 }
 
-void Output::done(const std::string& sentence, const Fields& details) const {
+void Output::done(const std::string& sentence, const Value& details) const {
     if (!json) {
         std::cout << safe_text(sentence) << '\n';
         return;
     }
-    Fields fields = {{"done", sentence}};
-    fields.insert(fields.end(), details.begin(), details.end());
-    print_json(fields);
+    Value object = Value::object();
+    object["done"] = sentence;
+    object.update(details);
+    print_json(object);
 }
 
 }  // namespace opinitctl

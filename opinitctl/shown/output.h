@@ -86,7 +86,7 @@ public:
     }
 
     /// What was done: a sentence, or an object that holds it and the details.
-    void done(const std::string& sentence, const Fields& details = {}) const;
+    void done(const std::string& sentence, const Value& details = Value::object()) const;
 
 private:
     template <class Row>

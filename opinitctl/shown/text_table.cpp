@@ -53,36 +53,21 @@ std::string human_size(std::uint64_t bytes) {
     return std::string(number) + units[unit];
 }
 
-struct CellText {
-    Look look;
-    const TableStyle& style;
-
-    std::string operator()(std::monostate) const { return style.tree && !style.raw ? "" : "-"; }
-    std::string operator()(bool truth) const { return truth ? "yes" : "no"; }
-    std::string operator()(std::uint64_t number) const {
+std::string cell_text(const Value& value, Look look, const TableStyle& style) {
+    if (value.is_null()) return style.tree && !style.raw ? "" : "-";
+    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+    if (value.is_string()) return safe_text(value.get<std::string>());
+    if (value.is_number()) {
+        const auto number = value.get<std::uint64_t>();
         return look == Look::bytes && !style.exact_bytes ? human_size(number) : std::to_string(number);
     }
-    std::string operator()(const std::string& text) const { return safe_text(text); }
-    std::string operator()(const Values& values) const {
-        std::string text;
-        for (const Value& value : values) add(text, value, style.raw || on_terminal() ? '\n' : ' ');
-        return text.empty() ? (*this)(std::monostate()) : text;
-    }
-    std::string operator()(const Fields& fields) const {
-        std::string text;
-        for (const auto& [name, value] : fields) add(text, value, ',');
-        return text;
-    }
-
-private:
-    void add(std::string& text, const Value& value, char separator) const {
+    const char separator = value.is_object() ? ',' : style.raw || on_terminal() ? '\n' : ' ';
+    std::string text;
+    for (const Value& part : value) {
         if (!text.empty()) text += separator;
-        text += std::visit(*this, value.content);
+        text += cell_text(part, look, style);
     }
-};
-
-std::string cell_text(const Value& value, Look look, const TableStyle& style) {
-    return std::visit(CellText{look, style}, value.content);
+    return text.empty() ? cell_text(Value(), look, style) : text;
 }
 
 Table make_table(const TableStyle& style) {
@@ -133,7 +118,7 @@ void add_lines(libscols_table& table, libscols_line* parent, const std::vector<H
 
 bool has_number(const std::vector<Line>& lines, std::size_t column) {
     for (const Line& line : lines) {
-        if (line.values[column].as<std::uint64_t>() != nullptr || has_number(line.below, column)) return true;
+        if (line.values[column].is_number() || has_number(line.below, column)) return true;
     }
     return false;
 }
