@@ -1,6 +1,9 @@
 // The binary contract: what an agent that was compiled long ago counts on.
 #include <dlfcn.h>
 
+#include "core/base/record_list.h"
+#include "core/base/secret_text.h"
+#include "kvlinopinitr/answer_buffer.h"
 #include "kvlinopinitr/iscsi_status.h"
 #include "tests/support/test.h"
 
@@ -69,6 +72,22 @@ TEST(Contract, MessagesOfTheStatusTable) {
     EXPECT_EQ(row->message, nullptr);
     EXPECT_EQ(OpenIscsiErrStr[33].code, 0xFFFFFFFFu);
     for (const int code : {181, 416, -1, 256}) EXPECT_STREQ(initiator.GetErrStr(code), "") << code;
+}
+
+TEST(Containers, HoldWhatTheyTookOverAndNothingThatTheyGaveAway) {
+    kvlinopinitr::AnswerBuffer<int> answer{1};
+    *answer.bytes() = sizeof(int);
+    answer.bytes();
+    EXPECT_TRUE(answer.records().empty()) << "of the call before";
+
+    opinit::SecretText given, taken;
+    given.append("secret");
+    taken = std::move(given);
+    EXPECT_EQ(given.view().size(), 0u);  // NOLINT(bugprone-use-after-move)
+
+    opinit::RecordList<_DiskInformation> disks{opinit::new_record<_DiskInformation>()};
+    _DiskInformation* second = disks.append();
+    EXPECT_EQ(next_record(disks.first()), second);
 }
 
 TEST(Contract, HooksAnswer0) {
