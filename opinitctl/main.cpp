@@ -27,8 +27,9 @@ an interrupted command ends by its signal: 130 to a shell after Ctrl-C (128 and 
 
 std::vector<Command> all_commands() {
     std::vector<Command> all;
-    for (const auto family : {stack_commands(), config_commands(), portal_commands(), target_commands(), login_commands(),
-                              session_commands(), disk_commands(), metrics_commands(), doctor_commands()}) {
+    for (const auto family :
+         {stack_commands(), config_commands(), portal_commands(), target_commands(), login_commands(),
+          session_commands(), disk_commands(), metrics_commands(), doctor_commands()}) {
         all.insert(all.end(), family.begin(), family.end());
     }
     return all;
