@@ -1,4 +1,4 @@
-// Secrets: read from a file, standard input or the terminal, kept in memory that is wiped, shown as stars.
+// Secrets: read from a file, standard input or the terminal, kept in memory that is wiped.
 #pragma once
 
 #include <cstring>
@@ -7,9 +7,6 @@
 #include <string_view>
 
 namespace opinitctl {
-
-/// The same for every secret, so that not even its length shows.
-inline constexpr const char* stars = "********";
 
 /// Where a secret is read from standard input instead of a file.
 inline constexpr std::string_view standard_input = "-";

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <map>
 
-#include "commands/secret.h"
 #include "errors.h"
 #include "host/host_files.h"
 #include "kvlinopinitr/iscsi_properties.h"
 #include "shown/names.h"
+#include "shown/safe_text.h"
 
 namespace opinitctl {
 namespace {

@@ -10,7 +10,6 @@
 #include <iostream>
 #include <system_error>
 
-#include "commands/secret.h"
 #include "host/host_files.h"
 #include "kvlinopinitr/open_initiator_functions.h"
 #include "shown/diagnostics.h"
