@@ -1,13 +1,19 @@
-# What "cmake --install" puts where, in the components that packages are made of: library, development, tool and
-# standin.
+# What "cmake --install" puts where, in the components that packages are made of: library, development, tool
+# and standin.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-# The stand-in stays out of the loader's way: at run time the maker's library is found, or none.
+# The stand-in stays out of the loader's way: at run time the maker's library is found. Where all of it belongs to the
+# system, the loader looks for the stand-in behind everything else.
 set(OPINIT_STANDIN_DIR ${CMAKE_INSTALL_LIBDIR}/kvlinopinitr)
 target_link_options(kvlinopinitr INTERFACE
     $<INSTALL_INTERFACE:-Wl,-rpath-link,$<INSTALL_PREFIX>/${OPINIT_STANDIN_DIR}>)
 install(TARGETS kvlinhw LIBRARY DESTINATION ${OPINIT_STANDIN_DIR} COMPONENT standin)
+if(CMAKE_INSTALL_PREFIX STREQUAL /usr)
+    configure_file(packaging/standin.conf.in standin.conf @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/standin.conf DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/ld.so.conf.d
+        RENAME zzz-libkvlinhw-standin.conf COMPONENT standin)
+endif()
 
 install(TARGETS kvlinopinitr EXPORT kvlinopinitr
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
@@ -36,15 +42,14 @@ if(OPINIT_TOOL)
     install(TARGETS opinitctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
     install(FILES packaging/opinitctl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
         RENAME opinitctl COMPONENT tool)
-    set(page opinitctl.8)
-    if(OPINIT_PACKAGES)
-        set(page opinitctl.8.gz)
+    # Its text is what the program says of itself, which one for another processor cannot be asked here.
+    if(NOT CMAKE_CROSSCOMPILING)
+        set(page_sources ${PROJECT_SOURCE_DIR}/packaging/opinitctl.8.in ${PROJECT_SOURCE_DIR}/NEWS.md)
+        add_custom_command(OUTPUT opinitctl.8
+            COMMAND ${PROJECT_SOURCE_DIR}/packaging/man-page $<TARGET_FILE:opinitctl> ${page_sources} opinitctl.8
+            DEPENDS opinitctl ${PROJECT_SOURCE_DIR}/packaging/man-page ${page_sources}
+            VERBATIM)
+        add_custom_target(man-page ALL DEPENDS opinitctl.8)
+        install(FILES ${PROJECT_BINARY_DIR}/opinitctl.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
     endif()
-    set(page_sources ${PROJECT_SOURCE_DIR}/packaging/opinitctl.8.in ${PROJECT_SOURCE_DIR}/packaging/changelog.in)
-    add_custom_command(OUTPUT ${page}
-        COMMAND ${PROJECT_SOURCE_DIR}/packaging/man-page $<TARGET_FILE:opinitctl> ${page_sources} ${page}
-        DEPENDS opinitctl ${PROJECT_SOURCE_DIR}/packaging/man-page ${page_sources}
-        VERBATIM)
-    add_custom_target(man-page ALL DEPENDS ${page})
-    install(FILES ${PROJECT_BINARY_DIR}/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tool)
 endif()
