@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The README's program builds against what "cmake --install" leaves, what the packages hold and the source tree, and
-# runs: by pkg-config under both compilers and standards, by find_package, by add_subdirectory.
+# The README's program builds against what "cmake --install" leaves and the source tree, and runs: by pkg-config under
+# both compilers and standards, by find_package, by add_subdirectory.
 #
 #     consumer_test.sh BUILD PROJECT SIMHOST_DIR
 set -euo pipefail
@@ -45,29 +45,22 @@ project() { # NAME LIBRARY_PATH CMAKE_OPTION...
         builds "$1" cmake --build "$work/$1" --parallel 2 && runs "$1" "$work/$1/agent" "$2"
 }
 
-# Packages as somebody makes them who wants neither the tool nor optimised code.
-builds packages cmake -S "$project" -B "$work/packages" -DOPINIT_PACKAGES=DEB -DOPINIT_PACKAGER="A <a@example.org>" \
-    -DOPINIT_TOOL=OFF -DOPINIT_SIMULATED_HOST=OFF -DBUILD_TESTING=OFF -DCMAKE_INSTALL_PREFIX=/usr \
-    -DCMAKE_BUILD_TYPE=Debug -DCMAKE_UNITY_BUILD=ON
-builds packages cmake --build "$work/packages" --parallel 2
-builds packages cpack --config "$work/packages/CPackConfig.cmake" -G DEB -B "$work/debs"
-for deb in "$work"/debs/*.deb; do dpkg-deb -x "$deb" "$work/root"; done
-
-for place in prefix root/usr; do
-    pc=$(find "$work/$place" -name kvlinopinitr.pc)
-    libraries=$(dirname "$(dirname "$pc")")
-    # What a machine without the maker's library does at run time.
-    with_standin=$libraries:$libraries/kvlinopinitr
-    flags=()
-    # Blanks in paths come escaped.
-    eval "flags=($(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --cflags --libs kvlinopinitr))"
-    for build in g++:17 g++:20 clang++:17 clang++:20; do
-        builds "$place, $build" ${build%:*} -std=c++${build#*:} -Wall -Wextra -Wpedantic -Werror \
-            "$work/agent/agent.cpp" "${flags[@]}" -o "$work/agent/by-hand" &&
-            runs "$place, $build" "$work/agent/by-hand" "$with_standin"
-    done
-    project "find_package-${place%/*}" "$with_standin" -DCMAKE_PREFIX_PATH="$work/$place" -DCMAKE_CXX_STANDARD=17 || true
+pc=$(find "$work/prefix" -name kvlinopinitr.pc)
+libraries=$(dirname "$(dirname "$pc")")
+# What a machine without the maker's library does at run time.
+with_standin=$libraries:$libraries/kvlinopinitr
+flags=()
+# Blanks in paths come escaped.
+eval "flags=($(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --cflags --libs kvlinopinitr))"
+for build in g++:17 g++:20 clang++:17 clang++:20; do
+    builds "$build" ${build%:*} -std=c++${build#*:} -Wall -Wextra -Wpedantic -Werror \
+        "$work/agent/agent.cpp" "${flags[@]}" -o "$work/agent/by-hand" &&
+        runs "$build" "$work/agent/by-hand" "$with_standin"
 done
+project find_package "$with_standin" -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_CXX_STANDARD=17 || true
+
+# What distributions build from agrees with the version of the sources.
+builds papers "$project/packaging/papers" "$work/papers"
 
 # Each header stands on its own in the older standard.
 for header in "$project"/include/kvlinopinitr/*.h; do
