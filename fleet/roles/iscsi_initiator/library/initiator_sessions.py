@@ -41,6 +41,8 @@ def main():
     targets = {"type": "list", "elements": "dict", "required": True, "options": TARGET}
     module = AnsibleModule(argument_spec={"targets": targets}, supports_check_mode=True)
     opinitctl = Opinitctl(module)
+    if opinitctl.is_to_come():
+        module.exit_json(changed=bool(module.params["targets"]))
     if module.check_mode and not opinitctl.ask("status")["running"]:
         module.exit_json(changed=bool(module.params["targets"]))
     live = {(session["target"], session["portal"]) for session in opinitctl.ask("sessions")}

@@ -6,6 +6,8 @@ from ansible.module_utils.opinitctl import Opinitctl
 def main():
     module = AnsibleModule(argument_spec={"settings": {"type": "dict", "required": True}}, supports_check_mode=True)
     opinitctl = Opinitctl(module)
+    if opinitctl.is_to_come():
+        module.exit_json(changed=bool(module.params["settings"]))
     wanted = {key: str(value) for key, value in module.params["settings"].items()}
     present = {entry["key"]: entry["value"] for entry in opinitctl.ask("config")}
     hidden = [key for key in wanted if "password" in key]

@@ -6,6 +6,8 @@ from ansible.module_utils.opinitctl import Opinitctl
 def main():
     module = AnsibleModule(argument_spec={}, supports_check_mode=True)
     opinitctl = Opinitctl(module)
+    if opinitctl.is_to_come():
+        module.exit_json(changed=True)
     status = opinitctl.ask("status")
     if not status["installed"]:
         module.fail_json(msg="the iSCSI stack is not installed; opinitctl doctor tells what is missing")

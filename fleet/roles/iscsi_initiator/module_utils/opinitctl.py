@@ -6,7 +6,11 @@ import os
 class Opinitctl:
     def __init__(self, module):
         self.module = module
-        self.program = module.get_bin_path("opinitctl", required=True, opt_dirs=["/usr/local/bin"])
+        self.program = module.get_bin_path("opinitctl", required=not module.check_mode, opt_dirs=["/usr/local/bin"])
+
+    def is_to_come(self):
+        """In check mode the packages are not installed yet: all that is wanted is a change then."""
+        return self.program is None
 
     def ask(self, *words, secrets=None):
         """The answer to a command. `secrets` are options whose values no command line and no file shows."""
