@@ -19,7 +19,17 @@ install(TARGETS kvlinopinitr EXPORT kvlinopinitr
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/kvlinopinitr DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
-install(FILES README.md NEWS.md docs/operations.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+# Of the README what suits whoever has no sources: its opening, and all from "Embedding it" on.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS README.md)
+file(READ README.md readme)
+string(FIND "${readme}" "## Trying it" sources_begin)
+string(FIND "${readme}" "## Embedding it" sources_end)
+string(SUBSTRING "${readme}" 0 ${sources_begin} opening)
+string(SUBSTRING "${readme}" ${sources_end} -1 readme)
+string(REPLACE "docs/" "" readme "${opening}${readme}")
+file(CONFIGURE OUTPUT installed/README.md CONTENT "${readme}" @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/installed/README.md NEWS.md docs/operations.md docs/real-hosts.md
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
     FILES_MATCHING PATTERN *.cpp)
 
