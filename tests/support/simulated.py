@@ -9,6 +9,9 @@ PROGRAM = sys.argv[1]
 HOST = os.path.join(os.path.dirname(os.path.realpath(__file__)), "../../simhost/enter")
 os.environ["ASAN_OPTIONS"] = "detect_leaks=0"  # needs more of /proc than there is in the host
 os.umask(0o022)  # what a host has, whoever tests
+for _name in ("NO_COLOR", "COLUMNS", "LINES", "LANG", "LANGUAGE", "TZ"):
+    os.environ.pop(_name, None)
+os.environ["TERM"] = "xterm"
 _failed = []
 
 
