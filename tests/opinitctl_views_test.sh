@@ -97,6 +97,16 @@ for other in '*would end session 201 instead*' '*carries the low 8 bits of a num
     simhost-command remove-session 201 >/dev/null 2>&1
 done
 simhost-command remove-session 457
+add iqn.x:rows --address 10.2.1.1 --initiator-address 10.2.1.9 --sid 9 --count 2
+add iqn.x:rows --address 10.2.1.1 --initiator-address 10.2.1.9 --sid 256
+echo '<NULL>' >/sys/class/iscsi_session/session9/state
+echo older >$run/sysfs-form
+add iqn.x:rows --address 10.2.1.1 --initiator-address 10.2.1.9 --sid 11
+echo today >$run/sysfs-form
+is "in the order of numbers, of both forms" "$(opinitctl sessions -n --raw -o session,state,initiator_address |
+    grep -v "^$session " | shown)" '9 - 10.2.1.9,10 logged_in 10.2.1.9,11 logged_in 10.2.1.9,256 *'
+gives 1 '' '*low 8 bits of a number only*' logout 256
+for number in 9 10 11 256; do simhost-command remove-session $number; done
 echo 5 >$run/next-session
 echo iqn.older:name >/sys/class/iscsi_session/session$session/initiatorname
 gives 0 '*' '*iqn.older:name, and the initiator is called iqn.2024-01.example.host:initiator now*' sessions

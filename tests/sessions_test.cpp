@@ -186,6 +186,7 @@ TEST_F(Sessions, ConnectionsAndDisksFileByFile) {
         {initiator, nothing, "1 none"},
         {initiator, "010.0.0.100\n", whole + "10.0.0.1:3260"},
         {address, "/", whole + "10.0.0.9:3260"},  // there, and cannot be read
+        {port, "/", whole + "10.0.0.1:3333"},
         {address, "2001:db8::1\n", whole + "0:3260"},
         {address, n16 + ".17.18.19.20\n", whole + n16 + ":3260"},
         {initiator, n16 + ".17.18.19.20\n", "0 " + n16 + " to 10.0.0.1:3260"},
@@ -207,6 +208,7 @@ TEST_F(Sessions, ConnectionsAndDisksFileByFile) {
         for (const char* old : {"/sys/class", "/sys/devices", "/sys/bus"}) host::remove(old);
         host::add_session({.number = 1, .target = "t", .luns = {{0, "sdb", "8", "V", "M"}}});
         host::put(connection_1 + "persistent_address", "10.0.0.9\n");
+        host::put(connection_1 + "persistent_port", "3333\n");
         host::put(path, what);
         const unsigned char session[16] = {1};
         _ConnectionInformation* connection = nullptr;
