@@ -58,7 +58,7 @@ distribution|problem|neither*answer 1*own means|echo Other >/etc/issue
 distribution|ok|run by systemd|echo Other >/etc/issue; mkdir -p $SYSTEMD
 start and stop|note|known|echo Other >/etc/issue
 start and stop|note|known|rm /etc/issue; mkdir -p $SYSTEMD
-start and stop|ok|systemctl|echo Other >/etc/issue; mkdir -p $SYSTEMD
+start and stop|ok|systemctl|echo Other >/etc/issue; mkdir -p $SYSTEMD; cp /bin/true /run/simhost/override/systemctl
 daemon|problem|no iscsid*opinitctl start|rm $MODULE; killall iscsid
 daemon|problem|no iscsid*modprobe|killall iscsid; echo Other >/etc/issue
 start and stop|problem+|Permission denied*executable|chmod a-x /etc/init.d/iscsid
