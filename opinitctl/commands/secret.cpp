@@ -122,7 +122,8 @@ private:
 };
 
 std::size_t ask(const std::string& owner, std::span<char> room) {
-    const std::unique_ptr<FILE, decltype(&std::fclose)> file(std::fopen("/dev/tty", "r+e"), std::fclose);
+    const auto close = [](FILE* open_file) { std::fclose(open_file); };
+    const std::unique_ptr<FILE, decltype(close)> file(std::fopen("/dev/tty", "r+e"), close);
     if (file == nullptr) {
         throw UsageError("no terminal to ask for the secret of " + owner + " at: name a file that holds it");
     }
